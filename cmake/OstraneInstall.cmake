@@ -1,0 +1,35 @@
+# What `cmake --install` puts in place: libraries, public headers, the program and the package
+# `Ostrane` with its targets Ostrane::contracts, ::common, ::log, ::expr and ::record.
+
+include(CMakePackageConfigHelpers)
+
+set(packageDir "${CMAKE_INSTALL_LIBDIR}/cmake/Ostrane")
+
+foreach(name contracts common log expr record)
+  if(TARGET ostrane_${name})
+    install(TARGETS ostrane_${name} EXPORT OstraneTargets
+            ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+  endif()
+endforeach()
+install(EXPORT OstraneTargets NAMESPACE Ostrane:: DESTINATION "${packageDir}")
+if(TARGET ostrane)
+  install(TARGETS ostrane RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+endif()
+
+# In the tree a header of src/expr says "common/expr.h", from the root src/. Installed it says
+# "ostrane/common/expr.h", from the root include/, so that a `common` folder of the consumer never
+# stands in for ours and one include path serves all. Headers of src/common name their siblings bare
+# and are installed as they are.
+install(CODE "
+  set(sourceDir \"${PROJECT_SOURCE_DIR}/src\")
+  set(stageDir \"${PROJECT_BINARY_DIR}/installed-headers\")
+  set(includeDir \"${CMAKE_INSTALL_FULL_INCLUDEDIR}\")
+  include(\"${CMAKE_CURRENT_LIST_DIR}/InstallHeaders.cmake\")
+")
+
+configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/OstraneConfig.cmake.in"
+  "${PROJECT_BINARY_DIR}/OstraneConfig.cmake" INSTALL_DESTINATION "${packageDir}")
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/OstraneConfigVersion.cmake"
+  COMPATIBILITY SameMinorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/OstraneConfig.cmake" "${PROJECT_BINARY_DIR}/OstraneConfigVersion.cmake"
+        DESTINATION "${packageDir}")
