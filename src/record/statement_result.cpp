@@ -1,0 +1,209 @@
+#include "record/statement_result.h"
+
+#include <google/protobuf/descriptor.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+namespace OstraneRecord {
+namespace {
+
+// A JSON string with its quotes. What is not UTF-8 shows as U+FFFD: a report must stay readable.
+std::string Quote(const std::string& text) {
+    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+void AddMember(std::string& object, const char* name, const std::string& value) {
+    if (object.back() != '{') {
+        object += ',';
+    }
+    object += '"';
+    object += name;
+    object += "\":";
+    object += value;
+}
+
+std::string ErrorObject(const StatementError& error) {
+    std::string object = "{";
+    AddMember(object, "message", Quote(error.message));
+    if (!error.hint.empty()) {
+        AddMember(object, "hint", Quote(error.hint));
+    }
+    if (!error.text.empty()) {
+        AddMember(object, "text", Quote(error.text));
+    }
+    if (error.line > 0) {
+        AddMember(object, "offset", std::to_string(error.offset));
+        AddMember(object, "line", std::to_string(error.line));
+        AddMember(object, "column", std::to_string(error.column));
+    }
+    object += '}';
+    return object;
+}
+
+template <typename List, typename ToText>
+std::string JsonList(const List& list, ToText toText) {
+    std::string text = "[";
+    for (const auto& item : list) {
+        if (text.size() > 1) {
+            text += ',';
+        }
+        text += toText(item);
+    }
+    text += ']';
+    return text;
+}
+
+// The line of the statements that holds `offset`, without its end.
+std::string LineAt(const std::string& statements, size_t offset, size_t& begin) {
+    const size_t before = offset == 0 ? std::string::npos : statements.rfind('\n', offset - 1);
+    begin = before == std::string::npos ? 0 : before + 1;
+    size_t end = statements.find('\n', offset);
+    if (end == std::string::npos) {
+        end = statements.size();
+    }
+    if (end > begin && statements[end - 1] == '\r') {
+        --end;
+    }
+    return statements.substr(begin, end - begin);
+}
+
+// Longest line shown whole; a longer one is cut around the place.
+constexpr size_t kShownLine = 160;
+
+bool IsContinuation(char c) {
+    return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
+}
+
+}  // namespace
+
+const char* CodeName(int code) {
+    switch (code) {
+        case 0:
+            return "OK";
+        case OstraneErrCode::GEN_ERR_ERR:
+            return "GEN_ERR_ERR";
+        case OstraneErrCode::COMMON_ERR_INVALID_MEMBER_VARIABLE_VALUE:
+            return "COMMON_ERR_INVALID_MEMBER_VARIABLE_VALUE";
+        case OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX:
+            return "COMMON_ERR_INVALID_EXPR_SYNTAX";
+        case OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX:
+            return "COMMON_ERR_INVALID_ARRAY_INDEX";
+        case OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME:
+            return "COMMON_ERR_INVALID_FIELD_NAME";
+        case OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE:
+            return "COMMON_ERR_INVALID_EXPR_TYPE";
+        default:
+            return "UNKNOWN";
+    }
+}
+
+int64_t ExecutionResult::Matched() const {
+    int64_t sum = 0;
+    for (const StatementResult& statement : statements) {
+        sum += statement.matched;
+    }
+    return sum;
+}
+
+int64_t ExecutionResult::Changed() const {
+    if (code != 0) {
+        return 0;
+    }
+    int64_t sum = 0;
+    for (const StatementResult& statement : statements) {
+        sum += statement.changed;
+    }
+    return sum;
+}
+
+std::string ReportLine(int64_t record, const StatementResult& result) {
+    std::string object = "{";
+    AddMember(object, "record", std::to_string(record));
+    AddMember(object, "statement", std::to_string(result.number));
+    AddMember(object, "text", Quote(result.text));
+    AddMember(object, "code", std::to_string(result.code));
+    AddMember(object, "codeName", Quote(CodeName(result.code)));
+    if (result.field != nullptr) {
+        AddMember(object, "field", Quote(std::string(result.field->full_name())));
+    } else if (!result.error.field.empty()) {
+        AddMember(object, "field", Quote(result.error.field));
+    }
+    if (result.code != 0) {
+        AddMember(object, "error", ErrorObject(result.error));
+        object += '}';
+        return object;
+    }
+    AddMember(object, "matched", std::to_string(result.matched));
+    AddMember(object, "changed", std::to_string(result.changed));
+    AddMember(object, "positions", JsonList(result.positions, [](int32_t position) { return std::to_string(position); }));
+    AddMember(object, "sizeBefore", std::to_string(result.sizeBefore));
+    AddMember(object, "sizeAfter", std::to_string(result.sizeAfter));
+    if (result.hasElements) {
+        AddMember(object, "elements", JsonList(result.elements, [](const std::string& element) { return element; }));
+    }
+    if (result.unknownFields) {
+        AddMember(object, "unknownFields", "true");
+    }
+    if (result.undone) {
+        AddMember(object, "undone", "true");
+    }
+    object += '}';
+    return object;
+}
+
+std::string ReportLine(int64_t record, const StatementError& error, const std::string& statements) {
+    std::string object = "{";
+    AddMember(object, "record", std::to_string(record));
+    AddMember(object, "statement", std::to_string(error.statement));
+    AddMember(object, "text", Quote(statements));
+    AddMember(object, "code", std::to_string(error.code));
+    AddMember(object, "codeName", Quote(CodeName(error.code)));
+    if (!error.field.empty()) {
+        AddMember(object, "field", Quote(error.field));
+    }
+    AddMember(object, "error", ErrorObject(error));
+    object += '}';
+    return object;
+}
+
+std::string ShowError(const StatementError& error, const std::string& statements) {
+    std::string shown = "error " + std::to_string(error.code) + " " + CodeName(error.code) + ": " + error.message;
+    if (error.line > 0 && error.offset <= statements.size()) {
+        size_t begin = 0;
+        std::string line = LineAt(statements, error.offset, begin);
+        size_t caret = std::min(error.offset - begin, line.size());
+        std::string lead;
+        if (caret > kShownLine / 2) {
+            size_t cut = caret - kShownLine / 2;
+            while (cut < caret && IsContinuation(line[cut])) {
+                ++cut;
+            }
+            line.erase(0, cut);
+            caret -= cut;
+            lead = "..";
+        }
+        if (line.size() > kShownLine) {
+            size_t cut = kShownLine;
+            while (cut > caret && IsContinuation(line[cut])) {
+                --cut;
+            }
+            line.erase(cut);
+            line += "..";
+        }
+        shown += "\n  " + lead + line + "\n  " + std::string(lead.size(), ' ');
+        for (size_t i = 0; i < caret; ++i) {
+            // A tab keeps its width, a code point takes one column.
+            if (!IsContinuation(line[i])) {
+                shown += line[i] == '\t' ? '\t' : ' ';
+            }
+        }
+        shown += '^';
+    }
+    if (!error.hint.empty()) {
+        shown += "\nhint: " + error.hint;
+    }
+    return shown;
+}
+
+}  // namespace OstraneRecord
