@@ -27,7 +27,7 @@ add_custom_command(
   VERBATIM)
 
 list(GET Protobuf_INCLUDE_DIRS 0 protobufInclude)
-file(GLOB protobufFiles CONFIGURE_DEPENDS "${protobufInclude}/google/protobuf/*.proto"
+file(GLOB protobufFiles "${protobufInclude}/google/protobuf/*.proto"
      "${protobufInclude}/google/protobuf/compiler/*.proto")
 add_custom_command(
   OUTPUT "${samplesDir}/protobuf.protoset"
