@@ -41,8 +41,19 @@ struct ExprError {
     std::string hint;     // what to write instead, or empty
 };
 
-// Sets line and column of `error` from its offset into `text`.
+// Sets line and column of `error` from its offset into `text`. Lines end with '\n'; a byte that is not
+// part of a UTF-8 sequence counts as one code point.
 void LocateError(const std::string& text, ExprError& error);
+
+// What a person is shown: the code with its name, the line of `text` with a caret, and the hint.
+//
+//   error -4377 COMMON_ERR_INVALID_EXPR_SYNTAX: expected ']' after the index
+//     PUSH scores[1 = 7
+//                   ^
+//
+// Only what a terminal can show is in it: control bytes and what is not UTF-8 become replacement
+// characters, and a long line is cut around the caret. Ends with a line feed.
+std::string ShowError(const std::string& text, const ExprError& error, const std::string& codeName);
 
 }  // namespace OstraneCommon
 
