@@ -90,23 +90,26 @@ inline bool LogIsWanted(LogCategory* category, int32_t priority) {
 }
 
 // The guarded write. A macro, because the format arguments must not be evaluated for a line that is
-// not written, and because the line and function are those of the place where it stands. `file` is
-// spelled out by the user so that a line names the same place wherever the build ran.
+// not written, and because the line number is that of the place where it stands. `file` is spelled
+// out by the user so that a line names the same place wherever the build ran; `function` is given
+// where a step speaks for its caller.
 //
 //   OSTRANE_LOG(category, priority, file, format, arguments...)
-#define OSTRANE_LOG(category, priority, file, ...)                                         \
-    do {                                                                                   \
-        LogCategory* const ostraneLogCategory = (category);                                \
-        if (LogIsWanted(ostraneLogCategory, (priority))) {                                 \
-            const LogLocation ostraneLogLocation = {(file), __LINE__, __func__, nullptr};  \
-            LogEvent ostraneLogEvent;                                                      \
-            ostraneLogEvent.evt_priority = (priority);                                     \
-            ostraneLogEvent.evt_loc = &ostraneLogLocation;                                 \
-            ostraneLogEvent.evt_is_msg_binary = 0;                                         \
-            ostraneLogEvent.evt_id = 0;                                                    \
-            ostraneLogEvent.evt_cls = 0;                                                   \
-            LogWriteV(ostraneLogCategory, &ostraneLogEvent, __VA_ARGS__);                  \
-        }                                                                                  \
+//   OSTRANE_LOG_AS(category, priority, file, function, format, arguments...)
+#define OSTRANE_LOG(category, priority, file, ...) OSTRANE_LOG_AS(category, priority, file, __func__, __VA_ARGS__)
+#define OSTRANE_LOG_AS(category, priority, file, function, ...)                               \
+    do {                                                                                      \
+        LogCategory* const ostraneLogCategory = (category);                                   \
+        if (LogIsWanted(ostraneLogCategory, (priority))) {                                    \
+            const LogLocation ostraneLogLocation = {(file), __LINE__, (function), nullptr};   \
+            LogEvent ostraneLogEvent;                                                         \
+            ostraneLogEvent.evt_priority = (priority);                                        \
+            ostraneLogEvent.evt_loc = &ostraneLogLocation;                                    \
+            ostraneLogEvent.evt_is_msg_binary = 0;                                            \
+            ostraneLogEvent.evt_id = 0;                                                       \
+            ostraneLogEvent.evt_cls = 0;                                                      \
+            LogWriteV(ostraneLogCategory, &ostraneLogEvent, __VA_ARGS__);                     \
+        }                                                                                     \
     } while (false)
 
 #endif  // OSTRANE_COMMON_LOG_H_
