@@ -1,8 +1,11 @@
 # Run at install time with sourceDir, stageDir and includeDir set: copies the public headers to
-# include/ostrane/, their includes rewritten to that place.
+# includeDir/ostrane/, their includes rewritten to that place.
+
+# The prefix is known only now: `cmake --install --prefix` may differ from the configured one.
+cmake_path(ABSOLUTE_PATH includeDir BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}")
 
 set(publicHeaders)
-foreach(pattern common/*.h log/*.h expr/parse_context.h expr/statement.h record/*.h)
+foreach(pattern common/*.h log/*.h expr/parse_context.h expr/statement.h expr/bound_filter.h record/*.h)
   file(GLOB found RELATIVE "${sourceDir}" "${sourceDir}/${pattern}")
   list(APPEND publicHeaders ${found})
 endforeach()

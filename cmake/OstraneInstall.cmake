@@ -23,7 +23,7 @@ endif()
 install(CODE "
   set(sourceDir \"${PROJECT_SOURCE_DIR}/src\")
   set(stageDir \"${PROJECT_BINARY_DIR}/installed-headers\")
-  set(includeDir \"${CMAKE_INSTALL_FULL_INCLUDEDIR}\")
+  set(includeDir \"${CMAKE_INSTALL_INCLUDEDIR}\")
   include(\"${CMAKE_CURRENT_LIST_DIR}/InstallHeaders.cmake\")
 ")
 
