@@ -1,7 +1,6 @@
 // Which elements of an array a selector and a condition choose.
 //
-// The ranges are turned into ascending runs first, so that every element is looked at once however the
-// ranges overlap, and so that a selection without condition is marked and counted by runs.
+// The ranges are marked first, by runs of whole words; overlaps count once because a mark is set once.
 #include "expr/array_match.h"
 
 #include <google/protobuf/descriptor.h>
@@ -10,6 +9,7 @@
 #include <algorithm>
 
 #include "common/err_code.h"
+#include "common/match_runs.h"
 
 namespace OstraneCommon {
 namespace {
@@ -47,40 +47,47 @@ int ArrayCount(const ExprVariant& arrayVar, int& count, std::string& errmsg) {
     return 0;
 }
 
-}  // namespace
-
-std::vector<ElementRun> SelectedRuns(const IndexRangeList& ranges, int size) {
-    std::vector<ElementRun> runs;
-    if (size <= 0) {
-        return runs;
-    }
+// Marks the elements that the ranges select; no range at all selects every element. Sets how many they
+// are, and the lowest of them when there is one.
+void MarkRanges(const IndexRangeList& ranges, int size, std::vector<bool>& marks, int& matchCount, int& minMatch) {
     if (ranges.empty()) {
-        runs.push_back({0, size});
-        return runs;
+        marks.assign(static_cast<size_t>(size), true);
+        matchCount = size;
+        minMatch = size > 0 ? 0 : minMatch;
+        return;
     }
-    for (const std::pair<int32_t, int32_t>& range : ranges) {
-        const int64_t fromStart = range.first < 0 ? int64_t{range.first} + size : int64_t{range.first};
-        const int64_t toEnd = range.second < 0 ? int64_t{range.second} + size : int64_t{range.second};
-        const int64_t first = std::max<int64_t>(fromStart, 0);
-        const int64_t last = std::min<int64_t>(toEnd, int64_t{size} - 1);
-        if (first <= last) {
-            runs.push_back({static_cast<int>(first), static_cast<int>(last + 1)});
+    marks.assign(static_cast<size_t>(size), false);
+    int lowest = size;
+    int64_t total = 0;
+    bool isAscending = true;
+    int previousEnd = 0;
+    {
+        MatchMarker marker(marks);
+        for (const std::pair<int32_t, int32_t>& range : ranges) {
+            ElementRun run = {range.first, range.second};
+            // Lists of lone positions are the long ones.
+            if (range.first == range.second && static_cast<uint32_t>(range.first) < static_cast<uint32_t>(size)) {
+                marker.Mark(static_cast<size_t>(range.first));
+                ++run.end;
+            } else {
+                run = ClipRange(range, size);
+                if (run.begin == run.end) {
+                    continue;
+                }
+                marker.Mark(static_cast<size_t>(run.begin), static_cast<size_t>(run.end));
+            }
+            total += run.end - run.begin;
+            isAscending &= run.begin >= previousEnd;
+            previousEnd = run.end;
+            lowest = std::min(lowest, run.begin);
         }
     }
-    std::sort(runs.begin(), runs.end(), [](const ElementRun& a, const ElementRun& b) { return a.begin < b.begin; });
-    size_t kept = 0;
-    for (size_t i = 1; i < runs.size(); ++i) {
-        if (runs[i].begin <= runs[kept].end) {
-            runs[kept].end = std::max(runs[kept].end, runs[i].end);
-        } else {
-            runs[++kept] = runs[i];
-        }
-    }
-    if (!runs.empty()) {
-        runs.resize(kept + 1);
-    }
-    return runs;
+    // Only runs that may overlap need the marks counted.
+    matchCount = static_cast<int>(isAscending ? total : static_cast<int64_t>(CountMatches(marks)));
+    minMatch = lowest < size ? lowest : minMatch;
 }
+
+}  // namespace
 
 int Expr::FindArrayMatchPositions(ExprResolver& /*resolver*/, ExprVariant& arrayVar, IndexRangeList& vecRange,
                                   std::vector<bool>& vecMatch, int& matchCount, int& minMatch, std::string& errmsg) {
@@ -93,16 +100,7 @@ int Expr::FindArrayMatchPositions(ExprResolver& /*resolver*/, ExprVariant& array
         errmsg = "conditions are not read yet";
         return OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE;
     }
-    const std::vector<ElementRun> runs = SelectedRuns(vecRange, count);
-    vecMatch.assign(static_cast<size_t>(count), false);
-    matchCount = 0;
-    for (const ElementRun& run : runs) {
-        std::fill(vecMatch.begin() + run.begin, vecMatch.begin() + run.end, true);
-        matchCount += run.end - run.begin;
-    }
-    if (!runs.empty()) {
-        minMatch = runs.front().begin;
-    }
+    MarkRanges(vecRange, count, vecMatch, matchCount, minMatch);
     return 0;
 }
 
