@@ -104,8 +104,10 @@ private:
     }
 
     std::vector<bool>& m_marks;
+#if OSTRANE_HAS_MATCH_WORDS
     size_t m_wordIndex = 0;
     uint64_t m_word = 0;
+#endif
 };
 
 // The number of marks.
