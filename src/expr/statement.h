@@ -27,8 +27,8 @@
 //   -x  ~x                EXPR_OP_SUB with one operand, EXPR_BITWISE_NOT
 //   size(x)               EXPR_CMD_FUNC_CALL with the name in m_str, in small letters
 //
-// No tree is deeper than the limit on nesting, but for an EXPR_ASSIGN and a list of IN, which add a
-// node without a level: whoever walks a parsed tree may recurse.
+// A leaf has depth 0 and any other node one more than its deepest operand, an EXPR_ASSIGN none more. No
+// parsed tree is deeper than MAX_NESTING: whoever walks one may recurse.
 #ifndef OSTRANE_EXPR_STATEMENT_H_
 #define OSTRANE_EXPR_STATEMENT_H_
 
