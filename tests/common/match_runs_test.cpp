@@ -1,0 +1,156 @@
+#include "common/match_runs.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace {
+
+using OstraneCommon::CountMatches;
+using OstraneCommon::ForEachMatch;
+using OstraneCommon::ForEachUnmarked;
+using OstraneCommon::MatchMarker;
+using OstraneCommon::MatchWord;
+using OstraneCommon::MoveUnmarkedDown;
+
+std::vector<bool> Marks(const std::string& bits) {
+    std::vector<bool> marks;
+    for (char bit : bits) {
+        marks.push_back(bit == '1');
+    }
+    return marks;
+}
+
+std::vector<size_t> Matches(const std::vector<bool>& marks, size_t begin) {
+    std::vector<size_t> found;
+    ForEachMatch(marks, begin, [&found](size_t i) {
+        found.push_back(i);
+        return true;
+    });
+    return found;
+}
+
+std::vector<size_t> Unmarked(const std::vector<bool>& marks, size_t begin) {
+    std::vector<size_t> found;
+    ForEachUnmarked(marks, begin, [&found](size_t i) { found.push_back(i); });
+    return found;
+}
+
+TEST(MatchWord, BitsBeyondTheEndAreZero) {
+    std::vector<bool> marks(70, true);
+    marks.resize(66);
+    EXPECT_EQ(MatchWord(marks, 0), ~uint64_t{0});
+    EXPECT_EQ(MatchWord(marks, 1), uint64_t{3});
+}
+
+TEST(MatchMarker, MarksRunsAndPositions) {
+    std::vector<bool> marks(6);
+    {
+        MatchMarker marker(marks);
+        marker.Mark(4, 6);
+        marker.Mark(1);
+        marker.Mark(1, 3);
+    }
+    EXPECT_EQ(marks, Marks("011011"));
+    EXPECT_EQ(CountMatches(marks), 4U);
+}
+
+TEST(MatchMarker, MarksAcrossWords) {
+    std::vector<bool> marks(200);
+    {
+        MatchMarker marker(marks);
+        marker.Mark(63, 129);
+    }
+    EXPECT_EQ(CountMatches(marks), 66U);
+    EXPECT_FALSE(marks[62]);
+    EXPECT_TRUE(marks[63]);
+    EXPECT_TRUE(marks[128]);
+    EXPECT_FALSE(marks[129]);
+}
+
+TEST(MatchMarker, TakesNoMarksForAnEmptyVector) {
+    std::vector<bool> marks;
+    { MatchMarker marker(marks); }
+    EXPECT_TRUE(marks.empty());
+    EXPECT_EQ(CountMatches(marks), 0U);
+}
+
+TEST(ForEachMatch, StopsWhenToldTo) {
+    std::vector<size_t> found;
+    const bool isComplete = ForEachMatch(Marks("11111"), 1, [&found](size_t i) {
+        found.push_back(i);
+        return i < 2;
+    });
+    EXPECT_FALSE(isComplete);
+    EXPECT_EQ(found, (std::vector<size_t>{1, 2}));
+}
+
+// Every mask of up to 10 marks, and of the ten around a word's end, against bit by bit.
+TEST(MatchRuns, EveryMaskOfASmallWorld) {
+    for (size_t lead : {size_t{0}, size_t{59}}) {
+        for (size_t tail = 0; tail <= 10; ++tail) {
+            for (unsigned mask = 0; mask < (1U << tail); ++mask) {
+                std::vector<bool> marks(lead, false);
+                std::vector<size_t> marked;
+                std::vector<size_t> unmarked;
+                for (size_t bit = 0; bit < tail; ++bit) {
+                    const bool isMarked = (mask >> bit & 1U) != 0;
+                    marks.push_back(isMarked);
+                    (isMarked ? marked : unmarked).push_back(lead + bit);
+                }
+                ASSERT_EQ(Matches(marks, lead), marked) << lead << " " << tail << " " << mask;
+                ASSERT_EQ(Unmarked(marks, lead), unmarked) << lead << " " << tail << " " << mask;
+                ASSERT_EQ(CountMatches(marks), marked.size());
+
+                std::vector<size_t> data;
+                for (size_t i = 0; i < marks.size(); ++i) {
+                    data.push_back(i);
+                }
+                const size_t left = MoveUnmarkedDown(data.data(), lead, marks);
+                ASSERT_EQ(left, lead + unmarked.size());
+                ASSERT_TRUE(std::equal(unmarked.begin(), unmarked.end(), data.begin() + static_cast<int>(lead)));
+            }
+        }
+    }
+}
+
+// Long arrays with runs of all lengths, so that whole words of marks and of survivors come up.
+TEST(MatchRuns, RandomRunsAgreeWithBitByBit) {
+    const unsigned seed = std::random_device()();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    for (int round = 0; round < 2000; ++round) {
+        const size_t size = random() % 600 + 1;
+        std::vector<bool> marks(size);
+        std::vector<bool> expected(size);
+        {
+            MatchMarker marker(marks);
+            for (unsigned runs = random() % 8; runs > 0; --runs) {
+                const size_t begin = random() % size;
+                const size_t end = random() % 2 == 0 ? begin + 1 : begin + 1 + random() % (size - begin);
+                if (end == begin + 1 && random() % 2 == 0) {
+                    marker.Mark(begin);
+                } else {
+                    marker.Mark(begin, end);
+                }
+                for (size_t i = begin; i < end; ++i) {
+                    expected[i] = true;
+                }
+            }
+        }
+        ASSERT_EQ(marks, expected);
+        const size_t begin = random() % size;
+        std::vector<int> data;
+        std::vector<int> survivors;
+        for (size_t i = 0; i < size; ++i) {
+            data.push_back(static_cast<int>(i));
+            if (i < begin || !expected[i]) {
+                survivors.push_back(static_cast<int>(i));
+            }
+        }
+        data.resize(MoveUnmarkedDown(data.data(), begin, marks));
+        ASSERT_EQ(data, survivors);
+    }
+}
+
+}  // namespace
