@@ -61,12 +61,7 @@ spdlog::level::level_enum SpdlogLevel(int32_t priority) {
     return priority <= LOG_PRIORITY_DEBUG ? spdlog::level::debug : spdlog::level::trace;
 }
 
-void WriteTo(spdlog::sinks::sink& sink, const LogEvent& event) {
-    const spdlog::level::level_enum level = SpdlogLevel(event.evt_priority);
-    if (!sink.should_log(level)) {
-        return;
-    }
-    const std::string line = ShowEvent(event);
+void LogTo(spdlog::sinks::sink& sink, spdlog::level::level_enum level, const std::string& line) {
     sink.log(spdlog::details::log_msg("ostrane", level, spdlog::string_view_t(line.data(), line.size())));
 }
 
@@ -79,7 +74,12 @@ class SpdlogSink : public LogSink {
 public:
     explicit SpdlogSink(std::shared_ptr<spdlog::sinks::sink> sink) : m_sink(std::move(sink)) {}
 
-    void Write(const LogEvent& event) override { WriteTo(*m_sink, event); }
+    void Write(const LogEvent& event) override {
+        const spdlog::level::level_enum level = SpdlogLevel(event.evt_priority);
+        if (m_sink->should_log(level)) {
+            LogTo(*m_sink, level, ShowEvent(event));
+        }
+    }
     void Flush() override { m_sink->flush(); }
 
 private:
@@ -97,8 +97,9 @@ public:
     }
 
     void Write(const LogEvent& event) override {
-        WithFile([&event](spdlog::sinks::sink& file) {
-            WriteTo(file, event);
+        const std::string line = ShowEvent(event);  // before the lock is taken
+        WithFile([&event, &line](spdlog::sinks::sink& file) {
+            LogTo(file, SpdlogLevel(event.evt_priority), line);
             if (event.evt_priority <= LOG_PRIORITY_WARN) {
                 file.flush();
             }
@@ -116,22 +117,29 @@ private:
         m_file = std::move(file);
     }
 
+    // Opening sleeps between its attempts, so it is not done for every line of a bad time.
+    void OpenAgain() {
+        if (std::chrono::steady_clock::now() < m_nextOpen) {
+            throw std::runtime_error("the log file is closed");
+        }
+        try {
+            Open();
+        } catch (const spdlog::spdlog_ex&) {
+            m_nextOpen = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+            throw;
+        }
+    }
+
     template <typename Step>
     void WithFile(const Step& step) {
         const std::lock_guard<std::mutex> lock(m_mutex);
         if (m_file == nullptr) {
-            // Opening sleeps between its attempts, so it is not done for every line of a bad time.
-            const auto now = std::chrono::steady_clock::now();
-            if (now < m_nextOpen) {
-                throw std::runtime_error("the log file is closed");
-            }
-            m_nextOpen = now + std::chrono::seconds(1);
-            Open();
+            OpenAgain();
         }
         try {
             step(*m_file);
         } catch (...) {
-            m_file.reset();
+            m_file.reset();  // closed, or with a part of the line held back
             throw;
         }
     }
