@@ -16,8 +16,8 @@ struct ParameterValue {
     enum class Kind {
         Null,
         Bool,
-        Int,     // negative
-        UInt,    // not negative
+        Int,   // negative
+        UInt,  // not negative
         Double,
         String,
         Bytes,

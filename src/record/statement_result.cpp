@@ -136,7 +136,8 @@ std::string ReportLine(int64_t record, const StatementResult& result) {
     }
     AddMember(object, "matched", std::to_string(result.matched));
     AddMember(object, "changed", std::to_string(result.changed));
-    AddMember(object, "positions", JsonList(result.positions, [](int32_t position) { return std::to_string(position); }));
+    AddMember(object, "positions",
+              JsonList(result.positions, [](int32_t position) { return std::to_string(position); }));
     AddMember(object, "sizeBefore", std::to_string(result.sizeBefore));
     AddMember(object, "sizeAfter", std::to_string(result.sizeAfter));
     if (result.hasElements) {

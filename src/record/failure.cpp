@@ -1,0 +1,80 @@
+#include "record/failure.h"
+
+#include <google/protobuf/descriptor.h>
+
+#include <cctype>
+#include <utility>
+
+namespace OstraneRecord {
+namespace {
+
+bool IsWordByte(char c) {
+    const unsigned char byte = static_cast<unsigned char>(c);
+    return std::isalnum(byte) != 0 || c == '_' || byte >= 0x80;
+}
+
+}  // namespace
+
+int Fail(Failure& failure, int code, const Place& place, std::string message, std::string hint,
+         const google::protobuf::FieldDescriptor* field) {
+    failure.error = OstraneCommon::ExprError();
+    failure.error.code = code;
+    failure.error.offset = place.offset;
+    failure.error.length = place.length;
+    failure.error.message = std::move(message);
+    failure.error.hint = std::move(hint);
+    failure.field = field == nullptr ? std::string() : std::string(field->full_name());
+    return code;
+}
+
+int Fail(Failure& failure, int code, const OstraneCommon::ExprError& error,
+         const google::protobuf::FieldDescriptor* field) {
+    failure.error = error;
+    failure.error.code = code;
+    failure.field = field == nullptr ? std::string() : std::string(field->full_name());
+    return code;
+}
+
+Place TokenAt(const std::string& text, int32_t offset) {
+    Place place;
+    place.offset = offset < 0 ? 0 : static_cast<size_t>(offset);
+    if (place.offset >= text.size()) {
+        return place;
+    }
+    size_t end = place.offset;
+    const char first = text[end];
+    const bool isBytes = (first == 'x' || first == 'X') && end + 1 < text.size() && text[end + 1] == '\'';
+    if (isBytes) {
+        ++end;
+    }
+    const char quote = text[end];
+    if (quote == '\'' || quote == '"' || quote == '`') {
+        ++end;
+        while (end < text.size() && text[end] != quote) {
+            end += text[end] == '\\' && quote != '`' ? 2U : 1U;
+        }
+        end = end < text.size() ? end + 1 : text.size();
+    } else {
+        if (quote == '-' || quote == ':' || quote == '$') {
+            ++end;
+        }
+        while (end < text.size() && IsWordByte(text[end])) {
+            ++end;
+        }
+        const bool isNumber = std::isdigit(static_cast<unsigned char>(quote)) != 0 || quote == '-';
+        if (isNumber && end + 1 < text.size() && text[end] == '.' &&
+            std::isdigit(static_cast<unsigned char>(text[end + 1])) != 0) {
+            ++end;
+            while (end < text.size() && IsWordByte(text[end])) {
+                ++end;
+            }
+        }
+        if (end == place.offset) {
+            ++end;
+        }
+    }
+    place.length = end - place.offset;
+    return place;
+}
+
+}  // namespace OstraneRecord

@@ -1,0 +1,336 @@
+#include "record/plan_value.h"
+
+#include <utility>
+
+#include "record/plan_expr.h"
+#include "record/plan_path.h"
+
+namespace OstraneRecord {
+namespace {
+
+using google::protobuf::Descriptor;
+using google::protobuf::FieldDescriptor;
+using OstraneCommon::Expr;
+
+std::string NameOf(const FieldDescriptor* field) {
+    return std::string(field->full_name());
+}
+
+bool IsLiteral(const Expr& node) {
+    switch (node.m_self.m_type) {
+        case OstraneCommon::EXPR_UINT:
+        case OstraneCommon::EXPR_INT:
+        case OstraneCommon::EXPR_FLOAT:
+        case OstraneCommon::EXPR_STRING:
+        case OstraneCommon::EXPR_BYTES:
+            return true;
+        default:
+            return false;
+    }
+}
+
+// Members of a oneof that the user wrote, not of one that tracks a proto3 `optional`.
+const google::protobuf::OneofDescriptor* RealOneof(const FieldDescriptor* field) {
+#if GOOGLE_PROTOBUF_VERSION >= 3012000
+    return field->real_containing_oneof();
+#else
+    return field->containing_oneof();
+#endif
+}
+
+}  // namespace
+
+Place ValueCompiler::PlaceOf(const Expr* node) const {
+    return TokenAt(m_compiled.text, node->m_self.m_tokenOffset);
+}
+
+int ValueCompiler::Whole(Expr* node, const FieldDescriptor* field, ValueNode& out) {
+    out.field = field;
+    out.place = PlaceOf(node);
+    if (field->is_map()) {
+        return Entries(node, field, out);
+    }
+    if (field->is_repeated()) {
+        return List(node, field, out);
+    }
+    if (node->m_self.m_type == OstraneCommon::EXPR_NULL) {
+        if (field->is_required()) {
+            return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_MEMBER_VARIABLE_VALUE, out.place,
+                        NameOf(field) + " is required and cannot be cleared", "", field);
+        }
+        out.kind = ValueNode::Kind::Null;
+        return 0;
+    }
+    return field->message_type() != nullptr ? Message(node, field, out) : Scalar(node, field, false, out);
+}
+
+int ValueCompiler::Element(Expr* node, const FieldDescriptor* field, ValueNode& out) {
+    out.field = field;
+    out.place = PlaceOf(node);
+    if (node->m_self.m_type == OstraneCommon::EXPR_NULL) {
+        return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, out.place,
+                    "null is no element of " + NameOf(field), "POP removes elements", field);
+    }
+    return field->message_type() != nullptr ? Message(node, field, out) : Scalar(node, field, true, out);
+}
+
+int ValueCompiler::Pushed(Expr* node, const FieldDescriptor* field, ValueNode& out) {
+    ++m_newDepth;
+    out.field = field;
+    out.place = PlaceOf(node);
+    int ret = 0;
+    if (node->m_self.m_type == OstraneCommon::EXPR_VALUE_LIST) {
+        ret = List(node, field, out);
+    } else if (node->m_self.m_type == OstraneCommon::EXPR_QUESTION) {
+        ret = Parameter(node, field, false, field->message_type() == nullptr, true, out);
+    } else {
+        out.kind = ValueNode::Kind::List;
+        out.items.emplace_back();
+        ret = Element(node, field, out.items.back());
+    }
+    --m_newDepth;
+    return ret;
+}
+
+int ValueCompiler::Scalar(Expr* node, const FieldDescriptor* field, bool isElement, ValueNode& out) {
+    if (node->m_self.m_type == OstraneCommon::EXPR_QUESTION) {
+        return Parameter(node, field, !isElement && !field->is_required(), true, false, out);
+    }
+    if (node->m_self.m_type == OstraneCommon::EXPR_VALUE_LIST) {
+        return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, out.place,
+                    "a list does not fit " + NameOf(field) +
+                        (isElement ? ", one element of which is set" : ", " + KindOf(field)),
+                    isElement ? "write one value, or replace the whole field without [..]" : "", field);
+    }
+    if (node->m_self.m_type == OstraneCommon::EXPR_ASSIGN_LIST) {
+        return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, out.place,
+                    "{..} is a message and does not fit " + NameOf(field) + ", " + KindOf(field), "", field);
+    }
+    if (!IsLiteral(*node)) {
+        return Computed(node, field, out);
+    }
+    Misfit misfit;
+    out.kind = ValueNode::Kind::Constant;
+    const int ret = ConvertValue(node->m_self, field, false, out.constant, misfit);
+    if (ret != 0) {
+        return Fail(m_failure, ret, out.place, misfit.message, misfit.hint, field);
+    }
+    return 0;
+}
+
+int ValueCompiler::Message(Expr* node, const FieldDescriptor* field, ValueNode& out) {
+    if (node->m_self.m_type == OstraneCommon::EXPR_QUESTION && !field->is_repeated()) {
+        return Parameter(node, field, !field->is_required(), false, false, out);
+    }
+    if (node->m_self.m_type != OstraneCommon::EXPR_ASSIGN_LIST) {
+        const bool isName = node->m_self.m_type == OstraneCommon::EXPR_UNRESOLVE;
+        return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, out.place,
+                    "the value does not fit " + NameOf(field) + ", " + KindOf(field),
+                    isName ? "FROM copies whole messages" : "a message is written {name: value, ..}", field);
+    }
+    if (m_depth >= kMaxRecordDepth) {
+        return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX, out.place,
+                    "messages are nested deeper than " + std::to_string(kMaxRecordDepth), "", field);
+    }
+    out.kind = ValueNode::Kind::Message;
+    if (node->m_operands == nullptr) {
+        return 0;
+    }
+    ++m_depth;
+    if (!field->is_repeated()) {
+        m_chain.push_back(field);
+    }
+    for (Expr* assign : *node->m_operands) {
+        const int ret = Member(assign, field->message_type(), out);
+        if (ret != 0) {
+            return ret;
+        }
+    }
+    if (!field->is_repeated()) {
+        m_chain.pop_back();
+    }
+    --m_depth;
+    return 0;
+}
+
+int ValueCompiler::Member(Expr* assign, const Descriptor* type, ValueNode& out) {
+    const Place place = PlaceOf(assign);
+    if (assign->m_self.m_type != OstraneCommon::EXPR_ASSIGN || assign->OperandCount() != 1) {
+        return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX, place, "expected a field and its value");
+    }
+    const std::string& name = assign->m_self.m_str;
+    if (name.empty()) {
+        return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, place,
+                    std::string(type->full_name()) + " is no map: its fields have names",
+                    "write the name without quotes");
+    }
+    const bool isExtension = name.size() > 2 && name.front() == '[' && name.back() == ']';
+    ValueMember member;
+    int ret = FindField(type, isExtension ? name.substr(1, name.size() - 2) : name, isExtension, place, member.field,
+                        m_failure);
+    if (ret != 0) {
+        return ret;
+    }
+    ret = CheckMember(member, out, place);
+    if (ret != 0) {
+        return ret;
+    }
+    Expr* value = assign->Operand(0);
+    // null leaves a repeated field or a map unset too.
+    if (member.field->is_repeated() && value->m_self.m_type == OstraneCommon::EXPR_NULL) {
+        member.value.field = member.field;
+        member.value.place = PlaceOf(value);
+        out.members.push_back(std::move(member));
+        return 0;
+    }
+    ret = Whole(value, member.field, member.value);
+    if (ret != 0) {
+        return ret;
+    }
+    out.members.push_back(std::move(member));
+    return 0;
+}
+
+int ValueCompiler::CheckMember(const ValueMember& member, const ValueNode& literal, const Place& place) {
+    const google::protobuf::OneofDescriptor* oneof = RealOneof(member.field);
+    for (const ValueMember& before : literal.members) {
+        if (before.field == member.field) {
+            return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX, place,
+                        "'" + std::string(member.field->name()) + "' is named twice", "", member.field);
+        }
+        if (oneof != nullptr && RealOneof(before.field) == oneof) {
+            return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, place,
+                        "'" + std::string(before.field->name()) + "' and '" + std::string(member.field->name()) +
+                            "' cannot both be set: they are of the oneof " + std::string(oneof->full_name()),
+                        "", member.field);
+        }
+    }
+    return 0;
+}
+
+int ValueCompiler::Entries(Expr* node, const FieldDescriptor* field, ValueNode& out) {
+    if (node->m_self.m_type != OstraneCommon::EXPR_ASSIGN_LIST) {
+        return Fail(
+            m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, out.place,
+            "the value does not fit " + NameOf(field) + ", a map",
+            node->m_self.m_type == OstraneCommon::EXPR_NULL ? "CLEAR empties it" : "a map is written {key: value, ..}",
+            field);
+    }
+    out.kind = ValueNode::Kind::Entries;
+    if (node->m_operands == nullptr) {
+        return 0;
+    }
+    const FieldDescriptor* valueField = field->message_type()->FindFieldByNumber(2);
+    ++m_newDepth;
+    m_depth += 1;
+    for (Expr* assign : *node->m_operands) {
+        if (assign->m_self.m_type != OstraneCommon::EXPR_ASSIGN || assign->OperandCount() != 1) {
+            return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX, PlaceOf(assign),
+                        "expected a key and its value");
+        }
+        if (assign->m_children == nullptr || assign->m_children->empty()) {
+            return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, PlaceOf(assign),
+                        "'" + assign->m_self.m_str + "' is no key of " + NameOf(field),
+                        field->message_type()->FindFieldByNumber(1)->cpp_type() == FieldDescriptor::CPPTYPE_STRING
+                            ? "write the key in quotes"
+                            : "",
+                        field);
+        }
+        ValueMember member;
+        member.field = valueField;
+        Expr* key = assign->m_children->front();
+        int ret =
+            ResolveKey(key, field, m_compiled, m_statement.number, PlaceOf(key), member.key, member.keySlot, m_failure);
+        if (ret == 0) {
+            ret = Whole(assign->Operand(0), valueField, member.value);
+        }
+        if (ret != 0) {
+            return ret;
+        }
+        out.members.push_back(std::move(member));
+    }
+    m_depth -= 1;
+    --m_newDepth;
+    return 0;
+}
+
+int ValueCompiler::List(Expr* node, const FieldDescriptor* field, ValueNode& out) {
+    if (node->m_self.m_type == OstraneCommon::EXPR_QUESTION) {
+        return Parameter(node, field, false, false, true, out);
+    }
+    if (node->m_self.m_type != OstraneCommon::EXPR_VALUE_LIST) {
+        const std::string name(field->name());
+        std::string hint = "write " + name + "[*] = .. for every element, or [..] for a new list";
+        if (node->m_self.m_type == OstraneCommon::EXPR_NULL) {
+            hint = "CLEAR " + name + " empties it";
+        } else if (IsLiteral(*node)) {
+            hint = "write " + name + "[*] = " + ShowValue(node->m_self) + ", or [" + ShowValue(node->m_self) + "]";
+        }
+        return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, out.place,
+                    "one value does not fit " + NameOf(field) + ", " + KindOf(field), hint, field);
+    }
+    out.kind = ValueNode::Kind::List;
+    if (node->m_operands == nullptr) {
+        return 0;
+    }
+    ++m_newDepth;
+    for (Expr* item : *node->m_operands) {
+        out.items.emplace_back();
+        const int ret = Element(item, field, out.items.back());
+        if (ret != 0) {
+            return ret;
+        }
+    }
+    --m_newDepth;
+    return 0;
+}
+
+int ValueCompiler::Parameter(Expr* node, const FieldDescriptor* field, bool takesNull, bool takesSingle, bool takesList,
+                             ValueNode& out) {
+    out.kind = ValueNode::Kind::Parameter;
+    out.slot = m_compiled.valueSlots++;
+    ParameterUse use;
+    use.question = node;
+    use.field = field;
+    use.slot = out.slot;
+    use.takesNull = takesNull;
+    use.takesSingle = takesSingle;
+    use.takesList = takesList;
+    use.statement = m_statement.number;
+    use.place = out.place;
+    m_compiled.parameterUses.push_back(use);
+    return 0;
+}
+
+int ValueCompiler::Computed(Expr* node, const FieldDescriptor* field, ValueNode& out) {
+    const bool isSet = m_statement.kind == OstraneCommon::StatementKind::Set;
+    out.kind = ValueNode::Kind::Computed;
+    out.slot = static_cast<int>(m_statement.computed.size());
+    ComputedValue computed;
+    computed.field = field;
+    computed.expr.tree = node;
+    computed.expr.place = out.place;
+    computed.expr.scope.record = m_compiled.descriptor;
+    if (isSet) {
+        computed.expr.scope.element = m_pElement;
+        // `$` is the old value, where there is one; `$.name` starts at the element.
+        const bool hasOld = m_newDepth == 0 && (NamesElement(node) || m_pElement == nullptr);
+        if (hasOld) {
+            computed.expr.scope.self = field;
+            computed.chain = m_chain;
+        }
+    }
+    OstraneCommon::ValueType type;
+    int ret = CompileExpr(false, m_compiled, m_statement.number - 1, out.slot, computed.expr, type, m_failure);
+    if (ret == 0) {
+        ret = CheckComputedType(type, computed.expr, field, m_failure);
+    }
+    if (ret != 0) {
+        return ret;
+    }
+    computed.isEnumNumber = type.kind == OstraneCommon::ValueKind::Enum;
+    m_statement.computed.push_back(std::move(computed));
+    return 0;
+}
+
+}  // namespace OstraneRecord

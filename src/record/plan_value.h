@@ -1,0 +1,54 @@
+// The values of SET and PUSH: literals checked against the fields that take them.
+#ifndef OSTRANE_RECORD_PLAN_VALUE_H_
+#define OSTRANE_RECORD_PLAN_VALUE_H_
+
+#include "record/compiled_statements.h"
+
+namespace OstraneRecord {
+
+// Compiles the values of one statement.
+class ValueCompiler {
+public:
+    // `element` is the message type that bare names are fields of, null where they are the record's.
+    ValueCompiler(CompiledStatements& compiled, CompiledStatement& statement,
+                  const google::protobuf::Descriptor* element, Failure& failure)
+        : m_compiled(compiled),
+          m_statement(statement),
+          m_pElement(element),
+          m_failure(failure),
+          m_depth(static_cast<int>(statement.path.size() + statement.tail.size())) {}
+
+    // A value for the singular field, for the whole repeated field, or for the whole map.
+    int Whole(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
+    // A value for one element of the repeated field.
+    int Element(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
+    // One or several new elements of the repeated field: always a list, or the parameter that gives it.
+    int Pushed(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
+
+private:
+    Place PlaceOf(const OstraneCommon::Expr* node) const;
+    int Scalar(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, bool isElement,
+               ValueNode& out);
+    int Message(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
+    int Member(OstraneCommon::Expr* assign, const google::protobuf::Descriptor* type, ValueNode& out);
+    int CheckMember(const ValueMember& member, const ValueNode& literal, const Place& place);
+    int Entries(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
+    int List(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
+    int Parameter(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, bool takesNull,
+                  bool takesSingle, bool takesList, ValueNode& out);
+    int Computed(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
+
+    CompiledStatements& m_compiled;
+    CompiledStatement& m_statement;
+    const google::protobuf::Descriptor* m_pElement;
+    Failure& m_failure;
+    // The singular message fields whose literals are open, outermost first: the way to an old value.
+    std::vector<const google::protobuf::FieldDescriptor*> m_chain;
+    // Inside a new message, a list or a map's entry there is no old value.
+    int m_newDepth = 0;
+    int m_depth;  // of messages, counted from the record
+};
+
+}  // namespace OstraneRecord
+
+#endif  // OSTRANE_RECORD_PLAN_VALUE_H_

@@ -1,0 +1,195 @@
+#include "record/record_location.h"
+
+#include <google/protobuf/descriptor.pb.h>
+
+namespace OstraneRecord {
+namespace {
+
+using google::protobuf::FieldDescriptor;
+using google::protobuf::Message;
+using google::protobuf::Reflection;
+
+const FieldDescriptor* KeyField(const FieldDescriptor* map) {
+    return map->message_type()->FindFieldByNumber(1);
+}
+
+const FieldDescriptor* EntryValueField(const FieldDescriptor* map) {
+    return map->message_type()->FindFieldByNumber(2);
+}
+
+bool TracksPresence(const FieldDescriptor* field) {
+#if GOOGLE_PROTOBUF_VERSION >= 3012000
+    return field->has_presence();
+#else
+    return field->message_type() != nullptr || field->containing_oneof() != nullptr ||
+           field->file()->syntax() == google::protobuf::FileDescriptor::SYNTAX_PROTO2;
+#endif
+}
+
+// The message behind one step on the way, null when it is not there.
+const Message* StepInto(const Message& message, const PlanStep& step, const PlanParameters& parameters,
+                        RecordLocation& location) {
+    const Reflection* reflection = message.GetReflection();
+    if (step.subscript == SubscriptKind::Key) {
+        const int entry = FindEntry(message, step.field, parameters.Key(step.key, step.keySlot));
+        if (entry < 0) {
+            return nullptr;
+        }
+        const Message& found = reflection->GetRepeatedMessage(message, step.field, entry);
+        return &found.GetReflection()->GetMessage(found, EntryValueField(step.field));
+    }
+    if (step.subscript == SubscriptKind::Index) {
+        const int size = reflection->FieldSize(message, step.field);
+        const int32_t written = parameters.Index(step.index);
+        const int index = ResolveIndex(written, size);
+        if (index < 0) {
+            location.beyond = &step;
+            location.beyondIndex = written;
+            location.beyondSize = size;
+            return nullptr;
+        }
+        return &reflection->GetRepeatedMessage(message, step.field, index);
+    }
+    return reflection->HasField(message, step.field) ? &reflection->GetMessage(message, step.field) : nullptr;
+}
+
+void LocateLast(const Message& message, const PlanStep& step, const PlanParameters& parameters,
+                RecordLocation& location) {
+    const Reflection* reflection = message.GetReflection();
+    if (!step.field->is_repeated()) {
+        return;
+    }
+    location.size = reflection->FieldSize(message, step.field);
+    if (step.subscript == SubscriptKind::Index) {
+        location.index = ResolveIndex(parameters.Index(step.index), location.size);
+        location.element = location.index >= 0 && step.field->message_type() != nullptr
+                               ? &reflection->GetRepeatedMessage(message, step.field, location.index)
+                               : nullptr;
+    }
+    if (step.subscript == SubscriptKind::Key) {
+        location.index = FindEntry(message, step.field, parameters.Key(step.key, step.keySlot));
+        location.element = nullptr;
+        if (location.index >= 0 && step.MessageType() != nullptr) {
+            const Message& entry = reflection->GetRepeatedMessage(message, step.field, location.index);
+            location.element = &entry.GetReflection()->GetMessage(entry, EntryValueField(step.field));
+        }
+    }
+}
+
+}  // namespace
+
+int ResolveIndex(int32_t index, int size) {
+    const int64_t resolved = index < 0 ? static_cast<int64_t>(index) + size : index;
+    return resolved < 0 || resolved >= size ? -1 : static_cast<int>(resolved);
+}
+
+RecordLocation Locate(const Message& base, const PlanPath& path, const PlanParameters& parameters) {
+    RecordLocation location;
+    const Message* message = &base;
+    for (size_t i = 0; i + 1 < path.size(); ++i) {
+        const PlanStep& step = path[i];
+        message = StepInto(*message, step, parameters, location);
+        if (message == nullptr) {
+            location.element = nullptr;
+            location.reached = i;
+            return location;
+        }
+        if (step.subscript != SubscriptKind::None) {
+            location.element = message;
+        }
+    }
+    location.parent = message;
+    location.reached = path.size() - 1;
+    LocateLast(*message, path.back(), parameters, location);
+    return location;
+}
+
+Message* Open(Message* base, const PlanPath& path, const PlanParameters& parameters) {
+    Message* message = base;
+    for (size_t i = 0; i + 1 < path.size(); ++i) {
+        const PlanStep& step = path[i];
+        const Reflection* reflection = message->GetReflection();
+        if (step.subscript == SubscriptKind::Key) {
+            Message* entry = OpenEntry(message, step.field, parameters.Key(step.key, step.keySlot));
+            message = entry->GetReflection()->MutableMessage(entry, EntryValueField(step.field));
+        } else if (step.subscript == SubscriptKind::Index) {
+            const int index = ResolveIndex(parameters.Index(step.index), reflection->FieldSize(*message, step.field));
+            message = reflection->MutableRepeatedMessage(message, step.field, index);
+        } else {
+            message = reflection->MutableMessage(message, step.field);
+        }
+    }
+    return message;
+}
+
+int FindEntry(const Message& parent, const FieldDescriptor* map, const FieldValue& key) {
+    const Reflection* reflection = parent.GetReflection();
+    const FieldDescriptor* keyField = KeyField(map);
+    const int size = reflection->FieldSize(parent, map);
+    for (int i = 0; i < size; ++i) {
+        if (HasFieldValue(reflection->GetRepeatedMessage(parent, map, i), keyField, key)) {
+            return i;
+        }
+    }
+    return -1;
+}
+
+Message* OpenEntry(Message* parent, const FieldDescriptor* map, const FieldValue& key) {
+    const Reflection* reflection = parent->GetReflection();
+    const int found = FindEntry(*parent, map, key);
+    if (found >= 0) {
+        return reflection->MutableRepeatedMessage(parent, map, found);
+    }
+    Message* entry = reflection->AddMessage(parent, map);
+    SetFieldValue(entry, KeyField(map), key);
+    return entry;
+}
+
+bool RemoveEntry(Message* parent, const FieldDescriptor* map, const FieldValue& key) {
+    const Reflection* reflection = parent->GetReflection();
+    const int found = FindEntry(*parent, map, key);
+    if (found < 0) {
+        return false;
+    }
+    const int last = reflection->FieldSize(*parent, map) - 1;
+    if (found != last) {
+        reflection->SwapElements(parent, map, found, last);
+    }
+    reflection->RemoveLast(parent, map);
+    return true;
+}
+
+bool HasValue(const Message& message, const FieldDescriptor* field) {
+    // The key and value of a map's entry are always there.
+    return !TracksPresence(field) || field->containing_type()->options().map_entry() ||
+           message.GetReflection()->HasField(message, field);
+}
+
+bool IsDeeperThan(const Message& message, int levels) {
+    if (levels <= 0) {
+        return true;
+    }
+    const Reflection* reflection = message.GetReflection();
+    std::vector<const FieldDescriptor*> fields;
+    reflection->ListFields(message, &fields);
+    for (const FieldDescriptor* field : fields) {
+        if (field->message_type() == nullptr) {
+            continue;
+        }
+        if (!field->is_repeated()) {
+            if (IsDeeperThan(reflection->GetMessage(message, field), levels - 1)) {
+                return true;
+            }
+            continue;
+        }
+        const int size = reflection->FieldSize(message, field);
+        for (int i = 0; i < size; ++i) {
+            if (IsDeeperThan(reflection->GetRepeatedMessage(message, field, i), levels - 1)) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+}  // namespace OstraneRecord

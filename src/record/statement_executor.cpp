@@ -1,0 +1,314 @@
+#include "record/statement_executor.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "record/json_encode.h"
+#include "record/plan_expr.h"
+#include "record/plan_path.h"
+
+namespace OstraneRecord {
+namespace {
+
+using google::protobuf::FieldDescriptor;
+using google::protobuf::Message;
+using google::protobuf::Reflection;
+
+std::string NameOf(const FieldDescriptor* field) {
+    return std::string(field->full_name());
+}
+
+std::string CountOf(int count) {
+    return std::to_string(count) + (count == 1 ? " element" : " elements");
+}
+
+}  // namespace
+
+StatementExecutor::StatementExecutor(const CompiledStatements& compiled, const CompiledStatement& statement,
+                                     const PlanParameters& parameters, ProtobufRecord& record, StatementResult& result,
+                                     Failure& failure)
+    : m_compiled(compiled),
+      m_statement(statement),
+      m_parameters(parameters),
+      m_record(record),
+      m_root(record.m_pMessage),
+      m_result(result),
+      m_failure(failure) {}
+
+int StatementExecutor::Run() {
+    switch (m_statement.form) {
+        case PlanForm::GetElements:
+            return RunGetElements(false);
+        case PlanForm::TakeElements:
+            return RunGetElements(true);
+        case PlanForm::PopElements:
+            return RunPop();
+        case PlanForm::GetSingular:
+            return RunGetSingular();
+        case PlanForm::GetEntries:
+            return RunGetEntries();
+        case PlanForm::SetElements:
+            return RunSetElements();
+        case PlanForm::SetEach:
+            return RunSetEach();
+        case PlanForm::SetField:
+        case PlanForm::SetList:
+        case PlanForm::SetMapEntries:
+            return RunSetField();
+        case PlanForm::SetRunFrom:
+            return RunSetRunFrom();
+        case PlanForm::SetFieldFrom:
+            return RunSetFieldFrom();
+        case PlanForm::PushValues:
+            return RunPush();
+        case PlanForm::PushFrom:
+            return RunPushFrom();
+        case PlanForm::ClearField:
+            return RunClear();
+        case PlanForm::ClearMapValue:
+            return RunClearMapValue();
+    }
+    return Fail(OstraneErrCode::GEN_ERR_ERR, m_statement.place, "the statement has no form");
+}
+
+// Looking
+
+int StatementExecutor::LocatePath(bool isWritten) {
+    m_location = Locate(*m_root, m_statement.path, m_parameters);
+    if (m_location.beyond != nullptr && (isWritten || m_compiled.options.strict)) {
+        return FailBeyond(m_location);
+    }
+    m_result.sizeBefore = m_result.sizeAfter = m_location.size;
+    return 0;
+}
+
+int StatementExecutor::FailBeyond(const RecordLocation& location) {
+    const PlanStep& step = *location.beyond;
+    const int code = Fail(OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, step.subscriptPlace,
+                          "index " + std::to_string(location.beyondIndex) + " is beyond " +
+                              CountOf(location.beyondSize) + " of " + NameOf(step.field));
+    m_failure.field = NameOf(step.field);
+    return code;
+}
+
+OstraneCommon::IndexRangeList StatementExecutor::Ranges() const {
+    return ResolveRanges(m_statement.path.back(), m_parameters);
+}
+
+int StatementExecutor::Select(bool loneMustExist) {
+    const PlanStep& last = m_statement.path.back();
+    if (loneMustExist && last.subscript == SubscriptKind::Index && m_location.index < 0) {
+        return Fail(OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
+                    "index " + std::to_string(m_parameters.Index(last.index)) + " is beyond " +
+                        CountOf(m_location.size) + " of " + NameOf(last.field));
+    }
+    if (m_location.size == 0) {
+        return CheckStrict(true);
+    }
+    if (m_statement.where < 0 || m_compiled.options.strict) {
+        m_result.positions = SelectPositions(Ranges(), m_location.size);
+        const int ret = CheckStrict(m_result.positions.empty());
+        if (ret != 0 || m_statement.where < 0) {
+            m_result.matched = static_cast<int64_t>(m_result.positions.size());
+            return ret;
+        }
+        m_result.positions.clear();
+    }
+    const PlanExpr& condition = m_statement.conditions[static_cast<size_t>(m_statement.where)];
+    std::vector<bool> vecMatch;
+    int matchCount = 0;
+    int minMatch = m_location.size;
+    OstraneCommon::ExprError error;
+    const int ret = m_parameters.Bound(condition).FindMatches(m_root, *m_location.parent, Ranges(), vecMatch,
+                                                              matchCount, minMatch, error);
+    if (ret != 0) {
+        return OstraneRecord::Fail(m_failure, ret, error, last.field);
+    }
+    m_result.positions.reserve(static_cast<size_t>(matchCount));
+    for (size_t i = static_cast<size_t>(minMatch); i < vecMatch.size(); ++i) {
+        if (vecMatch[i]) {
+            m_result.positions.push_back(static_cast<int32_t>(i));
+        }
+    }
+    m_result.matched = matchCount;
+    return 0;
+}
+
+int StatementExecutor::CheckStrict(bool isNothing) {
+    if (!isNothing || !m_compiled.options.strict || !m_statement.hasSelector) {
+        return 0;
+    }
+    return Fail(OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, m_statement.path.back().subscriptPlace,
+                "the selector selects none of " + CountOf(m_location.size) + " of " + NameOf(m_statement.Field()));
+}
+
+// GET, TAKE, POP
+
+int StatementExecutor::RunGetElements(bool takes) {
+    m_result.hasElements = true;
+    int ret = LocatePath(false);
+    if (ret == 0) {
+        ret = Select(false);
+    }
+    if (ret == 0) {
+        ret = ElementsToJson();
+    }
+    if (ret != 0 || !takes || m_result.positions.empty()) {
+        return ret;
+    }
+    Message* parent = Open(m_root, m_statement.path, m_parameters);
+    ret = RecordWriter(m_record).Remove(parent, m_statement.Field(), m_result.positions);
+    m_result.changed = m_result.matched;
+    m_result.sizeAfter = m_result.sizeBefore - static_cast<int32_t>(m_result.changed);
+    return ret == 0 ? 0 : FailOperation(ret);
+}
+
+int StatementExecutor::RunPop() {
+    int ret = LocatePath(false);
+    if (ret == 0) {
+        ret = Select(false);
+    }
+    if (ret != 0 || m_result.positions.empty()) {
+        return ret;
+    }
+    Message* parent = Open(m_root, m_statement.path, m_parameters);
+    ret = RecordWriter(m_record).Remove(parent, m_statement.Field(), m_result.positions);
+    m_result.changed = m_result.matched;
+    m_result.sizeAfter = m_result.sizeBefore - static_cast<int32_t>(m_result.changed);
+    return ret == 0 ? 0 : FailOperation(ret);
+}
+
+int StatementExecutor::ElementsToJson() {
+    JsonOptions options;
+    options.camelNames = m_compiled.options.camelNames;
+    options.dropUnknownFields = true;
+    m_result.elements.reserve(m_result.positions.size());
+    for (const int32_t position : m_result.positions) {
+        InputError error;
+        std::string json;
+        const int ret = FieldToJson(*m_location.parent, m_statement.Field(), position, options, json, error,
+                                    &m_result.unknownFields);
+        if (ret != 0) {
+            return Fail(ret, m_statement.path.back().place, error.message, error.hint);
+        }
+        m_result.elements.push_back(std::move(json));
+    }
+    return 0;
+}
+
+int StatementExecutor::RunGetSingular() {
+    m_result.hasElements = true;
+    const int located = LocatePath(false);
+    if (located != 0) {
+        return located;
+    }
+    const PlanStep& last = m_statement.path.back();
+    const Message* parent = m_location.parent;
+    if (parent != nullptr && last.IsMapValue()) {
+        parent = m_location.index < 0
+                     ? nullptr
+                     : &parent->GetReflection()->GetRepeatedMessage(*parent, last.field, m_location.index);
+    }
+    const bool isThere = parent != nullptr && HasValue(*parent, last.ValueField());
+    if (!last.IsMapValue()) {
+        m_result.sizeBefore = m_result.sizeAfter = isThere ? 1 : 0;
+    }
+    if (!isThere) {
+        return 0;
+    }
+    JsonOptions options;
+    options.camelNames = m_compiled.options.camelNames;
+    options.dropUnknownFields = true;
+    InputError error;
+    std::string json;
+    const int ret = FieldToJson(*parent, last.ValueField(), -1, options, json, error, &m_result.unknownFields);
+    if (ret != 0) {
+        return Fail(ret, last.place, error.message, error.hint);
+    }
+    m_result.matched = 1;
+    m_result.elements.push_back(std::move(json));
+    return 0;
+}
+
+int StatementExecutor::RunGetEntries() {
+    m_result.hasElements = true;
+    const int ret = LocatePath(false);
+    if (ret != 0 || m_location.parent == nullptr) {
+        return ret;
+    }
+    // The entries come in the order of their keys: how a map keeps them says nothing.
+    const Message& parent = *m_location.parent;
+    const FieldDescriptor* key = m_statement.Field()->message_type()->FindFieldByNumber(1);
+    std::vector<std::pair<FieldValue, int32_t>> keys;
+    for (int i = 0; i < m_location.size; ++i) {
+        const Message& entry = parent.GetReflection()->GetRepeatedMessage(parent, m_statement.Field(), i);
+        keys.emplace_back(ReadFieldValue(entry, key), i);
+    }
+    const bool isSigned =
+        key->cpp_type() == FieldDescriptor::CPPTYPE_INT32 || key->cpp_type() == FieldDescriptor::CPPTYPE_INT64;
+    std::sort(keys.begin(), keys.end(), [isSigned](const auto& a, const auto& b) {
+        if (isSigned) {
+            return static_cast<int64_t>(a.first.bits) < static_cast<int64_t>(b.first.bits);
+        }
+        return a.first.bits != b.first.bits ? a.first.bits < b.first.bits : a.first.text < b.first.text;
+    });
+    for (const auto& entry : keys) {
+        m_result.positions.push_back(entry.second);
+    }
+    m_result.matched = m_location.size;
+    const int printed = ElementsToJson();
+    m_result.positions.clear();  // an entry has no position
+    return printed;
+}
+
+// CLEAR
+
+int StatementExecutor::RunClear() {
+    const int ret = LocatePath(false);
+    if (ret != 0 || m_location.parent == nullptr) {
+        return ret;
+    }
+    const FieldDescriptor* field = m_statement.Field();
+    if (!field->is_repeated()) {
+        m_result.sizeBefore = HasValue(*m_location.parent, field) ? 1 : 0;
+    }
+    m_result.matched = m_result.changed = m_result.sizeBefore;
+    m_result.sizeAfter = 0;
+    if (m_result.sizeBefore == 0) {
+        return 0;
+    }
+    Message* parent = Open(m_root, m_statement.path, m_parameters);
+    MutableProtobufField handle = {parent, field};
+    const int cleared = RecordWriter(m_record).Util().UpdateWithPbField(handle, OstraneCommon::EXPR_OP_POP, nullptr);
+    m_result.sizeAfter = field->is_repeated() || !HasValue(*parent, field) ? 0 : 1;
+    return cleared == 0 ? 0 : FailOperation(cleared);
+}
+
+int StatementExecutor::RunClearMapValue() {
+    const int ret = LocatePath(false);
+    if (ret != 0 || m_location.parent == nullptr || m_location.index < 0) {
+        return ret;
+    }
+    const PlanStep& last = m_statement.path.back();
+    RemoveEntry(Open(m_root, m_statement.path, m_parameters), last.field, m_parameters.Key(last.key, last.keySlot));
+    m_result.matched = m_result.changed = 1;
+    m_result.sizeAfter = m_result.sizeBefore - 1;
+    return 0;
+}
+
+// Errors
+
+int StatementExecutor::FailLacking(const std::string& missing, const Place& place) {
+    return Fail(OstraneErrCode::COMMON_ERR_INVALID_MEMBER_VARIABLE_VALUE, place,
+                "required fields would be missing: " + missing);
+}
+
+int StatementExecutor::FailOperation(int ret) {
+    return Fail(ret, m_statement.place, "the field operation on " + NameOf(m_statement.Field()) + " failed");
+}
+
+int StatementExecutor::Fail(int code, const Place& place, std::string message, std::string hint) {
+    return OstraneRecord::Fail(m_failure, code, place, std::move(message), std::move(hint), m_statement.Field());
+}
+
+}  // namespace OstraneRecord

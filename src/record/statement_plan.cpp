@@ -1,0 +1,306 @@
+// The boundary: what goes in and out of the record layer, all or nothing over a list, and no exception past it.
+#include "record/statement_plan.h"
+
+#include <google/protobuf/message.h>
+
+#include <exception>
+#include <new>
+#include <utility>
+
+#include "common/protobuf_record.h"
+#include "record/compiled_statements.h"
+#include "record/plan_describe.h"
+#include "record/statement_compiler.h"
+#include "record/statement_executor.h"
+
+namespace OstraneRecord {
+
+struct CompiledCondition {
+    std::string text;
+    const google::protobuf::Descriptor* descriptor = nullptr;
+    OstraneCommon::ExprParseContext context;
+    OstraneCommon::BoundExpr bound;
+};
+
+namespace {
+
+using google::protobuf::Descriptor;
+using google::protobuf::Message;
+using OstraneCommon::StatementKind;
+
+// Fills `error` from what failed in `text`, and returns its code.
+int Tell(const Failure& failure, const std::string& text, int statement, StatementError& error) {
+    OstraneCommon::ExprError located = failure.error;
+    const bool hasPlace =
+        statement > 0 || located.length > 0 || located.code == OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX;
+    error = StatementError();
+    error.code = located.code;
+    error.statement = statement;
+    error.field = failure.field;
+    error.message = located.message;
+    error.hint = located.hint;
+    if (!hasPlace) {
+        return error.code;
+    }
+    located.offset = located.offset > text.size() ? text.size() : located.offset;
+    OstraneCommon::LocateError(text, located);
+    error.offset = located.offset;
+    error.length = located.length;
+    error.line = located.line;
+    error.column = located.column;
+    error.text = text.substr(located.offset, located.length);
+    return error.code;
+}
+
+int TellPlain(int code, const char* message, StatementError& error) {
+    error = StatementError();
+    error.code = code;
+    error.message = message;
+    return code;
+}
+
+// Runs `body`, which returns a code, and turns what it throws into one.
+template <typename Body>
+int Guard(StatementError& error, const Body& body) {
+    try {
+        return body();
+    } catch (const std::bad_alloc&) {
+        return TellPlain(OstraneErrCode::GEN_ERR_ERR, "out of memory", error);
+    } catch (const std::exception& thrown) {
+        return TellPlain(OstraneErrCode::GEN_ERR_ERR, thrown.what(), error);
+    } catch (...) {
+        return TellPlain(OstraneErrCode::GEN_ERR_ERR, "an exception of unknown type was thrown", error);
+    }
+}
+
+bool IsChange(const CompiledStatement& statement) {
+    return statement.kind != StatementKind::Get;
+}
+
+// The record's message as it was before the first change. A single statement needs none: all its checks come
+// before its writes. In a list, the last change may still be undone by the failure of what follows, or of
+// itself after an earlier change.
+class Rollback {
+public:
+    explicit Rollback(Message* message) : m_message(message) {}
+
+    void Keep() {
+        if (m_copy == nullptr) {
+            m_copy.reset(m_message->New());
+            m_copy->CopyFrom(*m_message);
+        }
+    }
+    void Restore() {
+        if (m_copy == nullptr) {
+            return;
+        }
+        if (m_message->GetArena() == nullptr) {
+            m_message->GetReflection()->Swap(m_message, m_copy.get());  // cannot fail
+        } else {
+            m_message->CopyFrom(*m_copy);
+        }
+        m_copy.reset();
+    }
+
+private:
+    Message* m_message;
+    std::unique_ptr<Message> m_copy;
+};
+
+int RunStatement(const CompiledStatements& compiled, const CompiledStatement& statement,
+                 const PlanParameters& parameters, ProtobufRecord& record, StatementResult& result) {
+    result.number = statement.number;
+    result.text = statement.text;
+    result.field = statement.Field();
+    Failure failure;
+    StatementExecutor executor(compiled, statement, parameters, record, result, failure);
+    const int ret = executor.Run();
+    if (ret != 0) {
+        result.code = Tell(failure, compiled.text, statement.number, result.error);
+        result.matched = result.changed = 0;
+        result.positions.clear();
+        result.elements.clear();
+    }
+    return ret;
+}
+
+int RunAll(const CompiledStatements& compiled, const PlanParameters& parameters, ProtobufRecord& record,
+           Rollback& rollback, ExecutionResult& result) {
+    const size_t count = compiled.statements.size();
+    result.statements.reserve(count);
+    for (size_t i = 0; i < count; ++i) {
+        const CompiledStatement& statement = compiled.statements[i];
+        if (IsChange(statement) && i + 1 < count) {
+            rollback.Keep();
+        }
+        result.statements.emplace_back();
+        const int ret = RunStatement(compiled, statement, parameters, record, result.statements.back());
+        if (ret != 0) {
+            result.error = result.statements.back().error;
+            return ret;
+        }
+    }
+    return 0;
+}
+
+}  // namespace
+
+int BoundPlan::Execute(ProtobufRecord& record, ExecutionResult& result) const {
+    result.code = 0;
+    result.error = StatementError();
+    result.statements.clear();
+    if (m_pCompiled == nullptr || record.m_pMessage == nullptr) {
+        return result.code = TellPlain(OstraneErrCode::GEN_ERR_ERR, "there is no plan, or no message", result.error);
+    }
+    if (record.m_pMessage->GetDescriptor() != m_pCompiled->descriptor) {
+        return result.code =
+                   TellPlain(OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE,
+                             "the record is of another type than the statements were compiled for", result.error);
+    }
+    Rollback rollback(record.m_pMessage);
+    PlanParameters parameters;
+    parameters.values = m_pValues.get();
+    result.code = Guard(result.error, [&]() { return RunAll(*m_pCompiled, parameters, record, rollback, result); });
+    if (result.code != 0) {
+        StatementError ignored;
+        Guard(ignored, [&rollback]() {
+            rollback.Restore();
+            return 0;
+        });
+        for (StatementResult& statement : result.statements) {
+            statement.undone = statement.code == 0;
+        }
+    }
+    return result.code;
+}
+
+int StatementPlan::Compile(const std::string& text, const Descriptor* descriptor, const StatementOptions& options,
+                           StatementPlan& out, StatementError& error) {
+    if (descriptor == nullptr) {
+        return TellPlain(OstraneErrCode::GEN_ERR_ERR, "there is no message type", error);
+    }
+    return Guard(error, [&]() {
+        auto compiled = std::make_shared<CompiledStatements>();
+        compiled->text = text;
+        compiled->descriptor = descriptor;
+        compiled->options = options;
+        int statement = 0;
+        Failure failure;
+        const int ret = CompileStatements(*compiled, statement, failure);
+        if (ret != 0) {
+            return Tell(failure, text, statement, error);
+        }
+        out.m_pCompiled = std::move(compiled);
+        return 0;
+    });
+}
+
+int StatementPlan::Bind(const StatementParameters& parameters, BoundPlan& out, StatementError& error) const {
+    if (m_pCompiled == nullptr) {
+        return TellPlain(OstraneErrCode::GEN_ERR_ERR, "there is no plan", error);
+    }
+    return Guard(error, [&]() {
+        const bool hasParameters = !m_pCompiled->parameterUses.empty() || !m_pCompiled->expressionUses.empty() ||
+                                   !parameters.positional.empty() || !parameters.named.empty();
+        std::shared_ptr<BoundValues> values;
+        if (hasParameters) {
+            values = std::make_shared<BoundValues>();
+            int statement = 0;
+            Failure failure;
+            const int ret = BindParameters(*m_pCompiled, parameters, *values, statement, failure);
+            if (ret != 0) {
+                return Tell(failure, m_pCompiled->text, statement, error);
+            }
+        }
+        out.m_pCompiled = m_pCompiled;
+        out.m_pValues = std::move(values);
+        return 0;
+    });
+}
+
+int StatementPlan::Execute(ProtobufRecord& record, const StatementParameters& parameters,
+                           ExecutionResult& result) const {
+    BoundPlan bound;
+    result.statements.clear();
+    result.error = StatementError();
+    result.code = Bind(parameters, bound, result.error);
+    return result.code != 0 ? result.code : bound.Execute(record, result);
+}
+
+const std::string& StatementPlan::Text() const {
+    static const std::string empty;
+    return m_pCompiled == nullptr ? empty : m_pCompiled->text;
+}
+
+size_t StatementPlan::StatementCount() const {
+    return m_pCompiled == nullptr ? 0 : m_pCompiled->statements.size();
+}
+
+bool StatementPlan::HasElements(size_t index) const {
+    const StatementKind kind = m_pCompiled->statements.at(index).kind;
+    return kind == StatementKind::Get || kind == StatementKind::Take;
+}
+
+bool StatementPlan::Changes(size_t index) const {
+    return IsChange(m_pCompiled->statements.at(index));
+}
+
+std::vector<std::string> StatementPlan::Describe() const {
+    std::vector<std::string> lines;
+    if (m_pCompiled == nullptr) {
+        return lines;
+    }
+    for (const CompiledStatement& statement : m_pCompiled->statements) {
+        lines.push_back(DescribeStatement(*m_pCompiled, statement));
+    }
+    return lines;
+}
+
+int RecordCondition::Compile(const std::string& text, const Descriptor* descriptor,
+                             const StatementParameters& parameters, RecordCondition& out, StatementError& error) {
+    if (descriptor == nullptr) {
+        return TellPlain(OstraneErrCode::GEN_ERR_ERR, "there is no message type", error);
+    }
+    return Guard(error, [&]() {
+        auto compiled = std::make_shared<CompiledCondition>();
+        compiled->text = text;
+        compiled->descriptor = descriptor;
+        OstraneCommon::Expr* tree = nullptr;
+        Failure failure;
+        int ret = OstraneCommon::Expr::Parse(text, compiled->context, tree, failure.error);
+        if (ret == 0) {
+            OstraneCommon::ExprScope scope;
+            scope.record = descriptor;
+            ret = BindTree(tree, scope, true, text, parameters, compiled->bound, failure);
+        }
+        if (ret != 0) {
+            failure.error.code = ret;
+            return Tell(failure, text, 1, error);
+        }
+        out.m_pCompiled = std::move(compiled);
+        return 0;
+    });
+}
+
+int RecordCondition::Holds(ProtobufRecord& record, bool& holds, StatementError& error) const {
+    if (m_pCompiled == nullptr || record.m_pMessage == nullptr) {
+        return TellPlain(OstraneErrCode::GEN_ERR_ERR, "there is no condition, or no message", error);
+    }
+    if (record.m_pMessage->GetDescriptor() != m_pCompiled->descriptor) {
+        return TellPlain(OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE,
+                         "the record is of another type than the condition was compiled for", error);
+    }
+    return Guard(error, [&]() {
+        OstraneCommon::ExprRow row;
+        row.record = record.m_pMessage;
+        Failure failure;
+        const int ret = m_pCompiled->bound.Test(row, holds, failure.error);
+        if (ret != 0) {
+            failure.error.code = ret;
+            return Tell(failure, m_pCompiled->text, 1, error);
+        }
+        return 0;
+    });
+}
+
+}  // namespace OstraneRecord
