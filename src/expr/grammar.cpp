@@ -155,8 +155,9 @@ struct ExtensionStep : Extension {};
 struct StepBehindDot : sor<StepName, QuotedName, ExtensionStep> {};
 struct DottedStep : seq<one<'.'>, Skip, Expect<Fault::NameAfterDot, StepBehindDot>, Skip> {};
 
+// A step takes one subscript at most.
 template <typename Content>
-struct Steps : star<sor<DottedStep, Subscript<Content>>> {};
+struct Steps : seq<opt<Subscript<Content>>, star<DottedStep, opt<Subscript<Content>>>> {};
 
 // A statement's path may start with a reserved word and with a bare extension.
 struct PathStart : at<sor<pegtl::identifier_first, one<'`', '['>>> {};
@@ -166,7 +167,8 @@ struct FreeName : identifier {};
 struct RecordMark : string<'$', '$'> {};
 struct ElementMark : one<'$'> {};
 struct Rooted : seq<sor<RecordMark, ElementMark>, not_at<sor<identifier_other, one<'$'>>>, Skip, not_at<one<'['>>> {};
-struct RootedName : seq<at<one<'$'>>, Expect<Fault::ElementAlone, Rooted>, Steps<LoneBound>> {};
+struct RootedName
+    : seq<at<one<'$'>>, Expect<Fault::ElementAlone, Rooted>, star<DottedStep, opt<Subscript<LoneBound>>>> {};
 struct QuotedStart : at<one<'`'>> {};
 struct QuotedStartName : seq<QuotedStart, QuotedName, Skip, Steps<LoneBound>> {};
 struct NameTail : Steps<LoneBound> {};

@@ -196,11 +196,19 @@ ParseBuilder::Explanation ParseBuilder::ExplainRest(Fault fault, const char* at)
     if (next == "|") {
         return {"'|' is no operator", "write || or OR"};
     }
-    const Statement* const statement =
-        fault == Fault::EndMissing && !m_list.statements.empty() ? &m_list.statements.back() : nullptr;
-    const Expr* const last = statement == nullptr ? nullptr : statement->where ? statement->where : statement->value;
-    const bool isLiteral = last != nullptr && last == statement->value &&
-                           (last->m_self.m_type == EXPR_VALUE_LIST || last->m_self.m_type == EXPR_ASSIGN_LIST);
+    const std::string before = LastToken();
+    if (next == "[" && before == "]") {
+        return {"a field takes one index or selector", ""};
+    }
+    const bool isEnd = fault == Fault::EndMissing;
+    const Statement* const statement = isEnd && !m_list.statements.empty() ? &m_list.statements.back() : nullptr;
+    // What has been read in full: a condition or value, or null where it is a statement's path.
+    const Expr* last = isEnd && !m_values.empty() ? m_values.back().node : nullptr;
+    if (statement != nullptr) {
+        last = statement->where != nullptr ? statement->where : statement->value;
+    }
+    const bool isList = last != nullptr && last->m_self.m_type == EXPR_VALUE_LIST;
+    const bool isLiteral = isList || (last != nullptr && last->m_self.m_type == EXPR_ASSIGN_LIST);
     if ((statement == nullptr || last != nullptr) && !isLiteral && IsComparison(next)) {
         return {"comparisons do not chain", "join them with AND, or put one in parentheses"};
     }
@@ -216,8 +224,13 @@ ParseBuilder::Explanation ParseBuilder::ExplainRest(Fault fault, const char* at)
         default:
             break;
     }
+    const bool isBytes = before == "X" && (next == "'" || next == "\"");
+    if (isLiteral && statement == nullptr) {
+        return {"expected the end of the text",
+                isList && IsComparison(next) ? "an extension is written $.[pkg.name]" : ""};
+    }
     if (statement == nullptr) {
-        return {"expected an operator or the end of the text", ""};
+        return {"expected an operator or the end of the text", isBytes ? "bytes are written x'0AFF'" : ""};
     }
     const std::string verb = KindName(statement->kind);
     const bool assigns = statement->kind == StatementKind::Set || statement->kind == StatementKind::Push;
@@ -233,7 +246,7 @@ ParseBuilder::Explanation ParseBuilder::ExplainRest(Fault fault, const char* at)
     message += last != nullptr && !isLiteral ? "an operator, " : "";
     message += takesWhere ? "WHERE, " : "";
     message += "';' or the end of the text";
-    return {message, ""};
+    return {message, isBytes ? "bytes are written x'0AFF'" : ""};
 }
 
 ParseBuilder::Explanation ParseBuilder::ExplainSubscript(Fault fault, const char* at) const {
@@ -248,6 +261,8 @@ ParseBuilder::Explanation ParseBuilder::ExplainSubscript(Fault fault, const char
             out.hint = "an index is written without '+'";
         } else if (first == '-') {
             out.message = "expected a digit right after '-'";
+        } else if (first == '*' || next == "..") {
+            out.hint = "an expression reads one element, not a range";
         } else if (IsNameByte(first)) {
             out.hint = "an extension is written .[pkg.name], a text key in quotes";
         }
@@ -267,11 +282,11 @@ ParseBuilder::Explanation ParseBuilder::ExplainSubscript(Fault fault, const char
         out.hint =
             m_isLone ? "a range is written 0..2, and no space follows the '-' of -1" : "no space follows the '-' of -1";
     } else if (next == "..") {
-        out.hint = "a range stands in a statement's path alone, and has two points: 0..2";
+        out.hint = m_isLone ? "an expression reads one element, not a range" : "a range has two points: 0..2";
     } else if (first == '.') {
         out.hint = "a range has two points: 0..2";
     } else if (first == ',') {
-        out.hint = "several positions stand in a statement's path alone";
+        out.hint = "an expression reads one element, not several";
     } else if (isNextToDigits && IsNameByte(first)) {
         out.hint = "index numbers are decimal";
     } else if (IsDigit(first)) {
@@ -336,7 +351,7 @@ ParseBuilder::Explanation ParseBuilder::Explain(Fault fault, const char* at) con
         case Fault::FunctionUnknown:
             return {"there is no function '" + next + "'", "the functions are size and coalesce"};
         case Fault::ParameterName:
-            return {"expected a name after ':'", IsDigit(first) ? "a range is written 0..2" : ""};
+            return {"expected a name right after ':'", IsDigit(first) ? "a range is written 0..2" : ""};
         case Fault::PointDigits:
             return {"expected a digit after the point", ""};
         case Fault::NumberEnd:
