@@ -1,6 +1,8 @@
 // Which elements of an array a selector and a condition choose.
 //
-// The ranges are marked first, by runs of whole words; overlaps count once because a mark is set once.
+// The ranges are marked first, by runs of whole words; overlaps count once because a mark is set once. A
+// condition, bound to the array's type before the first element is read, then goes over the marked
+// elements a word at a time and drops those for which it is not true.
 #include "expr/array_match.h"
 
 #include <google/protobuf/descriptor.h>
@@ -10,16 +12,18 @@
 
 #include "common/err_code.h"
 #include "common/match_runs.h"
+#include "common/protobuf_field_resolver.h"
+#include "expr/bound_program.h"
 
 namespace OstraneCommon {
-namespace {
 
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
-using google::protobuf::Reflection;
 
-// Finds the size of the array behind `arrayVar`.
-int ArrayCount(const ExprVariant& arrayVar, int& count, std::string& errmsg) {
+namespace {
+
+// Whether there is an array behind `arrayVar`, which can be read.
+int CheckArray(const ExprVariant& arrayVar, std::string& errmsg) {
     if (arrayVar.m_type != EXPR_UNRESOLVE || (arrayVar.m_flags & EXPR_FLAG_NAME) != 0) {
         errmsg = "the array to search is not a field";
         return OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE;
@@ -38,12 +42,10 @@ int ArrayCount(const ExprVariant& arrayVar, int& count, std::string& errmsg) {
         errmsg = std::string(field->full_name()) + " is not a field of the message that is searched";
         return OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME;
     }
-    const Reflection* const reflection = message->GetReflection();
-    if (reflection == nullptr) {
+    if (message->GetReflection() == nullptr) {
         errmsg = "the message that is searched has no reflection";
         return OstraneErrCode::GEN_ERR_ERR;
     }
-    count = reflection->FieldSize(*message, field);
     return 0;
 }
 
@@ -87,21 +89,135 @@ void MarkRanges(const IndexRangeList& ranges, int size, std::vector<bool>& marks
     minMatch = lowest < size ? lowest : minMatch;
 }
 
+void StoreWord(std::vector<bool>& marks, size_t wordIndex, uint64_t word) {
+#if OSTRANE_HAS_MATCH_WORDS
+    marks.begin()._M_p[wordIndex] = word;
+#else
+    const size_t begin = wordIndex * MATCH_WORD_BITS;
+    for (size_t i = begin; i < std::min(begin + MATCH_WORD_BITS, marks.size()); ++i) {
+        marks[i] = (word >> (i - begin) & 1) != 0;
+    }
+#endif
+}
+
+// Of the elements begin + i of the bits i of `word`, those for which the condition is true.
+int TestWord(const BoundNode& condition, size_t begin, bool areMessages, EvalContext& context, uint64_t& word) {
+    for (uint64_t rest = word; rest != 0; rest &= rest - 1) {
+        const size_t bit = LowestBit(rest);
+        const int index = static_cast<int>(begin + bit);
+        context.row.index = index;
+        if (areMessages) {
+            context.row.element = &context.selfReader->GetMessage(index);
+        }
+        Value isTrue;
+        const int ret = condition.Eval(context, isTrue);
+        if (ret != 0) {
+            return ret;
+        }
+        if (!isTrue.IsTrue()) {
+            word &= ~(uint64_t{1} << bit);
+        }
+        if (!context.scratch.empty()) {
+            context.scratch.clear();
+        }
+    }
+    return 0;
+}
+
+// Keeps, of the marked elements, those for which the program's condition is true.
+int FilterMarks(const BoundProgram& program, EvalContext& context, std::vector<bool>& marks, int& matchCount,
+                int& minMatch) {
+    const bool areMessages = program.scope.self->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE;
+    const size_t first = static_cast<size_t>(minMatch) / MATCH_WORD_BITS;
+    matchCount = 0;
+    minMatch = -1;
+    for (size_t wordIndex = first; wordIndex * MATCH_WORD_BITS < marks.size(); ++wordIndex) {
+        const size_t begin = wordIndex * MATCH_WORD_BITS;
+        uint64_t word = MatchWord(marks, wordIndex);
+        if (word == 0) {
+            continue;
+        }
+        if (program.mask != nullptr) {
+            const size_t count = std::min(MATCH_WORD_BITS, marks.size() - begin);
+            word &= program.mask->Mask(context.selfReader->Scalars(), static_cast<int>(begin),
+                                       static_cast<int>(count));
+        } else {
+            const int ret = TestWord(*program.root, begin, areMessages, context, word);
+            if (ret != 0) {
+                return ret;
+            }
+        }
+        StoreWord(marks, wordIndex, word);
+        matchCount += __builtin_popcountll(word);
+        if (minMatch < 0 && word != 0) {
+            minMatch = static_cast<int>(begin + LowestBit(word));
+        }
+    }
+    return 0;
+}
+
 }  // namespace
 
-int Expr::FindArrayMatchPositions(ExprResolver& /*resolver*/, ExprVariant& arrayVar, IndexRangeList& vecRange,
-                                  std::vector<bool>& vecMatch, int& matchCount, int& minMatch, std::string& errmsg) {
+int SearchProgram(const BoundProgram& program, const Message* record, const Message& owner,
+                  const IndexRangeList& ranges, std::vector<bool>& vecMatch, int& matchCount, int& minMatch,
+                  ExprError& error) {
+    const FieldDescriptor* const field = program.scope.self;
+    ArrayReader reader;
+    reader.Open(owner, field);
     int count = 0;
-    const int ret = ArrayCount(arrayVar, count, errmsg);
+    int lowest = -1;
+    MarkRanges(ranges, reader.Count(), vecMatch, count, lowest);
+    if (program.root != nullptr && count > 0) {
+        EvalContext context;
+        context.row.record = record;
+        context.row.owner = &owner;
+        context.selfReader = &reader;
+        context.error = &error;
+        context.cache.resize(program.slotCount);
+        if (field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE) {
+            // The elements of one array are of one class.
+            context.elementReflection = reader.GetMessage(0).GetReflection();
+            if (context.elementReflection == nullptr) {
+                error.code = OstraneErrCode::GEN_ERR_ERR;
+                error.message = "the elements of " + std::string(field->full_name()) + " have no reflection";
+                return error.code;
+            }
+        }
+        const int ret = FilterMarks(program, context, vecMatch, count, lowest);
+        if (ret != 0) {
+            return ret;
+        }
+    }
+    matchCount = count;
+    if (lowest >= 0) {
+        minMatch = lowest;
+    }
+    return 0;
+}
+
+int Expr::FindArrayMatchPositions(ExprResolver& resolver, ExprVariant& arrayVar, IndexRangeList& vecRange,
+                                  std::vector<bool>& vecMatch, int& matchCount, int& minMatch, std::string& errmsg) {
+    int ret = CheckArray(arrayVar, errmsg);
     if (ret != 0) {
         return ret;
     }
-    if (m_self.m_type != EXPR_NONE) {
-        errmsg = "conditions are not read yet";
-        return OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE;
+    const PbField& array = arrayVar.m_data.pb;
+    const ProtobuFieldResolver* const fields = dynamic_cast<const ProtobuFieldResolver*>(&resolver);
+    const Message* const record = fields == nullptr ? nullptr : fields->Record().m_pMessage;
+    const ExprScope scope =
+        ExprScope::OfElements(array.pFieldDesc, record == nullptr ? nullptr : record->GetDescriptor());
+    BindSource source;
+    source.resolver = &resolver;
+    BoundProgram program;
+    ExprError error;
+    ret = BindProgram(*this, scope, source, true, program, error);
+    if (ret == 0) {
+        ret = SearchProgram(program, record, *array.pMessage, vecRange, vecMatch, matchCount, minMatch, error);
     }
-    MarkRanges(vecRange, count, vecMatch, matchCount, minMatch);
-    return 0;
+    if (ret != 0) {
+        errmsg = error.message;
+    }
+    return ret;
 }
 
 }  // namespace OstraneCommon

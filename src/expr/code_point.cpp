@@ -9,7 +9,7 @@ constexpr CodePointRange UNSAFE[] = {
 
 }  // namespace
 
-CodePoint CodePointAt(const std::string& text, size_t offset) {
+CodePoint CodePointAt(const char* text, size_t size, size_t offset) {
     const auto byteAt = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
     const unsigned char first = byteAt(offset);
     CodePoint out;
@@ -19,7 +19,7 @@ CodePoint CodePointAt(const std::string& text, size_t offset) {
         return out;
     }
     const size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-    if (first < 0xC2 || first > 0xF4 || text.size() - offset < length) {
+    if (first < 0xC2 || first > 0xF4 || size - offset < length) {
         return out;
     }
     uint32_t value = first & (0xFFU >> (length + 1));

@@ -16,7 +16,10 @@ struct CodePoint {
 
 // The code point that starts at `offset`, which lies within the text. No overlong forms, no
 // surrogates, nothing beyond U+10FFFF.
-CodePoint CodePointAt(const std::string& text, size_t offset);
+CodePoint CodePointAt(const char* text, size_t size, size_t offset);
+inline CodePoint CodePointAt(const std::string& text, size_t offset) {
+    return CodePointAt(text.data(), text.size(), offset);
+}
 
 // Appends the UTF-8 bytes of `value`, which is a code point and no surrogate.
 void AppendCodePoint(uint32_t value, std::string& out);

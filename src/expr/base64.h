@@ -1,0 +1,15 @@
+// Bytes written as text.
+#ifndef OSTRANE_EXPR_BASE64_H_
+#define OSTRANE_EXPR_BASE64_H_
+
+#include <string>
+
+namespace OstraneCommon {
+
+// Decodes base64 in its usual or its URL alphabet, with or without padding (RFC 4648). False, and `bytes`
+// untouched, for anything else.
+bool DecodeBase64(const std::string& text, std::string& bytes);
+
+}  // namespace OstraneCommon
+
+#endif  // OSTRANE_EXPR_BASE64_H_
