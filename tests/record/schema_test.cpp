@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "record/nearest_name.h"
-#include "temp_folder.h"
+#include "support/temp_folder.h"
 
 namespace {
 

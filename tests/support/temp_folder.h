@@ -1,6 +1,6 @@
 // A folder of its own for one test, removed with everything in it.
-#ifndef OSTRANE_TESTS_RECORD_TEMP_FOLDER_H_
-#define OSTRANE_TESTS_RECORD_TEMP_FOLDER_H_
+#ifndef OSTRANE_TESTS_SUPPORT_TEMP_FOLDER_H_
+#define OSTRANE_TESTS_SUPPORT_TEMP_FOLDER_H_
 
 #include <stdlib.h>
 
@@ -41,4 +41,4 @@ private:
     std::string m_path;
 };
 
-#endif  // OSTRANE_TESTS_RECORD_TEMP_FOLDER_H_
+#endif  // OSTRANE_TESTS_SUPPORT_TEMP_FOLDER_H_

@@ -1,0 +1,213 @@
+#include "record/output_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "common/err_code.h"
+
+namespace OstraneRecord {
+
+namespace {
+
+constexpr size_t MAX_HELD = size_t{1} << 16;
+constexpr int MAX_LINKS = 40;
+// Leaves room for what is added to it in the name of the temporary file.
+constexpr size_t MAX_BASE_NAME = 200;
+
+// The paths that a signal handler removes: plain memory, because it may run at any instruction. A path is
+// never freed once it was here, so that a handler in the middle of the list still reads text.
+constexpr int SLOT_COUNT = 16;
+std::atomic<const char*> g_temporaryFiles[SLOT_COUNT];
+
+int TakeSlot(const std::string& path) {
+    const char* const copy = strdup(path.c_str());
+    for (int i = 0; copy != nullptr && i < SLOT_COUNT; ++i) {
+        const char* expected = nullptr;
+        if (g_temporaryFiles[i].compare_exchange_strong(expected, copy)) {
+            return i;
+        }
+    }
+    return -1;
+}
+
+// Where the links at the end of `path` lead; the last one may lead to nothing.
+std::string FollowLinks(const std::string& path) {
+    std::filesystem::path target = path;
+    std::error_code failed;
+    for (int i = 0; i < MAX_LINKS && std::filesystem::is_symlink(target, failed); ++i) {
+        const std::filesystem::path next = std::filesystem::read_symlink(target, failed);
+        if (failed) {
+            break;
+        }
+        target = next.is_absolute() ? next : target.parent_path() / next;
+    }
+    return target.string();
+}
+
+mode_t NewFileMode() {
+    const mode_t mask = umask(0);
+    umask(mask);
+    return static_cast<mode_t>(0666) & ~mask;
+}
+
+}  // namespace
+
+OutputFile::~OutputFile() {
+    Discard();
+}
+
+void OutputFile::RemoveTemporaryFiles() {
+    for (std::atomic<const char*>& slot : g_temporaryFiles) {
+        const char* const path = slot.load();
+        if (path != nullptr) {
+            unlink(path);
+        }
+    }
+}
+
+int OutputFile::Fail(const std::string& what, InputError& error) const {
+    const std::string reason = std::strerror(errno);
+    error = InputError();
+    error.file = m_name;
+    return FailInput(error, OstraneErrCode::GEN_ERR_ERR, what + ": " + reason);
+}
+
+void OutputFile::Discard() {
+    if (m_descriptor >= 0 && m_ownsDescriptor) {
+        close(m_descriptor);
+    }
+    m_descriptor = -1;
+    if (!m_temporary.empty()) {
+        unlink(m_temporary.c_str());
+        m_temporary.clear();
+    }
+    if (m_slot >= 0) {
+        g_temporaryFiles[m_slot].store(nullptr);
+        m_slot = -1;
+    }
+}
+
+void OutputFile::UseDescriptor(int descriptor, const std::string& name) {
+    m_descriptor = descriptor;
+    m_name = name;
+}
+
+int OutputFile::OpenTemporary(const std::string& target, bool exists, InputError& error) {
+    struct stat status = {};
+    if (exists && stat(target.c_str(), &status) != 0) {
+        return Fail("cannot be looked at", error);
+    }
+    // A rename asks the folder, not the file: a file that may not be written must be protected here.
+    if (exists && access(target.c_str(), W_OK) != 0) {
+        return Fail("cannot be written", error);
+    }
+    const std::filesystem::path path = target;
+    const std::string base = path.filename().string().substr(0, MAX_BASE_NAME);
+    std::string pattern = (path.parent_path() / ("." + base + ".XXXXXX")).string();
+    m_descriptor = mkostemp(pattern.data(), O_CLOEXEC);
+    if (m_descriptor < 0) {
+        return Fail("cannot be written: no file can be made in its folder", error);
+    }
+    m_ownsDescriptor = true;
+    m_temporary = pattern;
+    m_slot = TakeSlot(pattern);
+    m_target = target;
+    struct stat own = {};
+    if (fstat(m_descriptor, &own) != 0) {
+        return Fail("cannot be written", error);
+    }
+    const bool isOther = exists && (own.st_uid != status.st_uid || own.st_gid != status.st_gid);
+    if (isOther && fchown(m_descriptor, status.st_uid, status.st_gid) != 0) {
+        return Fail("its owner and group cannot be kept", error);
+    }
+    if (fchmod(m_descriptor, exists ? status.st_mode & static_cast<mode_t>(07777) : NewFileMode()) != 0) {
+        return Fail("its mode cannot be kept", error);
+    }
+    return 0;
+}
+
+int OutputFile::Replace(const std::string& path, InputError& error) {
+    m_name = path;
+    const std::string target = FollowLinks(path);
+    struct stat status = {};
+    if (stat(target.c_str(), &status) == 0) {
+        if (S_ISDIR(status.st_mode)) {
+            errno = EISDIR;
+            return Fail("cannot be written", error);
+        }
+        if (!S_ISREG(status.st_mode)) {
+            m_descriptor = open(target.c_str(), O_WRONLY | O_CLOEXEC);
+            m_ownsDescriptor = true;
+            return m_descriptor < 0 ? Fail("cannot be written", error) : 0;
+        }
+        return OpenTemporary(target, true, error);
+    }
+    if (errno != ENOENT) {
+        return Fail("cannot be written", error);
+    }
+    return OpenTemporary(target, false, error);
+}
+
+int OutputFile::Write(const std::string& bytes, InputError& error) {
+    m_held += bytes;
+    return m_held.size() < MAX_HELD ? 0 : Flush(error);
+}
+
+int OutputFile::Flush(InputError& error) {
+    size_t written = 0;
+    while (written < m_held.size()) {
+        const ssize_t count = write(m_descriptor, m_held.data() + written, m_held.size() - written);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            m_held.clear();
+            return Fail("cannot be written", error);
+        }
+        written += static_cast<size_t>(count);
+    }
+    m_held.clear();
+    return 0;
+}
+
+int OutputFile::Commit(InputError& error) {
+    if (Flush(error) != 0) {
+        return error.code;
+    }
+    if (m_temporary.empty()) {
+        return 0;
+    }
+    if (fsync(m_descriptor) != 0) {
+        return Fail("cannot be written", error);
+    }
+    const int closed = close(m_descriptor);
+    m_descriptor = -1;
+    if (closed != 0) {
+        return Fail("cannot be written", error);
+    }
+    if (rename(m_temporary.c_str(), m_target.c_str()) != 0) {
+        return Fail("cannot be replaced", error);
+    }
+    m_temporary.clear();
+    Discard();
+    // The new name, too, has to survive a loss of power. Some file systems cannot bring a folder to the
+    // disk; the file is in its place all the same.
+    const std::string folder = std::filesystem::path(m_target).parent_path().string();
+    const int folderDescriptor = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folderDescriptor >= 0) {
+        static_cast<void>(fsync(folderDescriptor));
+        close(folderDescriptor);
+    }
+    return 0;
+}
+
+}  // namespace OstraneRecord
