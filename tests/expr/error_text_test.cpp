@@ -104,8 +104,8 @@ TEST(ShowError, GivesTheTerminalNothingHarmful) {
 
 TEST(ShowError, CutsALongLineAroundTheCaret) {
     const std::string text = std::string(1000, 'a') + "X" + std::string(1000, 'b');
-    EXPECT_EQ(Shown(text, 1000), "  ..." + std::string(60, 'a') + "X" + std::string(59, 'b') + "...\n  " +
-                                     std::string(63, ' ') + "^\n");
+    EXPECT_EQ(Shown(text, 1000),
+              "  ..." + std::string(60, 'a') + "X" + std::string(59, 'b') + "...\n  " + std::string(63, ' ') + "^\n");
     EXPECT_EQ(Shown(std::string(61, 'a'), 60), "  " + std::string(61, 'a') + "\n  " + std::string(60, ' ') + "^\n");
     // Code points are not cut in two, and a run of broken bytes stays short
     std::string accents;

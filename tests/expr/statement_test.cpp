@@ -82,8 +82,7 @@ TEST(Statement, Kinds) {
         {"SET a=1WHERE b", "1:8 unexpected 'WHERE' after the number"},
         {"SET a = b + 1 WHERE c = d", "SET a = (+ b 1) WHERE (= c d)"},
         {"SET a = b = c", "SET a = (= b c)"},
-        {"SET items[*].qty = qty + 1 WHERE sku = 'a'",
-         "SET items[(RANGE '*')]/qty = (+ qty 1) WHERE (= sku 'a')"},
+        {"SET items[*].qty = qty + 1 WHERE sku = 'a'", "SET items[(RANGE '*')]/qty = (+ qty 1) WHERE (= sku 'a')"},
         {"SET a = {b: 1} WHERE c", "SET a = (MESSAGE (ASSIGN 'b' 1)) WHERE c"},
         {"SET a = []", "SET a = (LIST)"},
         {"SET a = null", "SET a = null"},
@@ -236,8 +235,7 @@ TEST(Statement, WhatFollowsThePath) {
         {"SET a = FROM b",
          "1:9 expected a value after '=' | FROM is a reserved word: a field of that name is written `FROM`"},
         {"SET a FROM", "1:11 expected a field after FROM"},
-        {"SET a FROM $.b",
-         "1:12 expected a field after FROM | a path starts with a field of the record, without '$'"},
+        {"SET a FROM $.b", "1:12 expected a field after FROM | a path starts with a field of the record, without '$'"},
         {"SET a FROM b WHERE c", "1:14 SET .. FROM takes no WHERE"},
         {"PUSH a FROM b WHERE c", "1:15 PUSH .. FROM takes no WHERE"},
         {"PUSH a = 1 WHERE c", "1:12 PUSH takes no WHERE"},
@@ -255,8 +253,7 @@ TEST(Statement, WhatFollowsThePath) {
         {"GET a WHERE b = c = d", "1:19 comparisons do not chain | join them with AND, or put one in parentheses"},
         {"GET a > 1", "1:7 expected WHERE, ';' or the end of the text"},
         {"GET a WHERE b | c", "1:15 '|' is no operator | write || or OR"},
-        {"SET a = x '00'",
-         "1:11 expected an operator, WHERE, ';' or the end of the text | bytes are written x'0AFF'"},
+        {"SET a = x '00'", "1:11 expected an operator, WHERE, ';' or the end of the text | bytes are written x'0AFF'"},
     });
 }
 
@@ -348,8 +345,8 @@ TEST(ParseName, TakesNamesApart) {
 }
 
 TEST(ParseName, ReadsWhatExpressionsHold) {
-    for (const char* text : {"a", "`from`.from", "$", "$$", "$.[p.x].b['\\x01\\'']", "a[-1].b[true].c[99999999999999999999]",
-                             "a[:x].b['é']", "$$.size", "size[0]"}) {
+    for (const char* text : {"a", "`from`.from", "$", "$$", "$.[p.x].b['\\x01\\'']",
+                             "a[-1].b[true].c[99999999999999999999]", "a[:x].b['é']", "$$.size", "size[0]"}) {
         ExprParseContext context;
         Expr* expr = nullptr;
         ExprError error;
