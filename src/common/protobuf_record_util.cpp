@@ -1092,6 +1092,33 @@ const Message* ForeignPrototype(const ProtobufField& src, const MutableProtobufF
     return prototype;
 }
 
+// Whether a message of type `outer` may hold one of type `inner` at some depth. Says yes where a look at
+// a handful of types cannot tell.
+bool MayHold(const Descriptor* outer, const Descriptor* inner) {
+    constexpr size_t MAX_TYPES = 8;
+    std::vector<const Descriptor*> types = {outer};
+    for (size_t next = 0; next < types.size(); ++next) {
+        const Descriptor* type = types[next];
+        if (type == inner || type->extension_range_count() > 0 || types.size() > MAX_TYPES) {
+            return true;
+        }
+        for (int i = 0; i < type->field_count(); ++i) {
+            const Descriptor* subType = type->field(i)->message_type();
+            if (subType != nullptr && std::find(types.begin(), types.end(), subType) == types.end()) {
+                types.push_back(subType);
+            }
+        }
+    }
+    return false;
+}
+
+// Whether elements can change their container instead of their contents: both containers belong to one
+// owner, and the target does not lie inside an element that would be put into it.
+bool CanChangeContainer(const ProtobufField& src, const MutableProtobufField& dst) {
+    return src.m_pParent->GetArena() == dst.m_pParent->GetArena() && !src.m_pFieldDesc->is_map() &&
+           !dst.m_pFieldDesc->is_map() && !MayHold(src.m_pFieldDesc->message_type(), dst.m_pParent->GetDescriptor());
+}
+
 }  // namespace
 
 int ProtobufRecordUtil::GetRepeatedMessage(ProtobufField& src, bool isMutableSrc, IndexRangeList& vecRange,
@@ -1099,6 +1126,7 @@ int ProtobufRecordUtil::GetRepeatedMessage(ProtobufField& src, bool isMutableSrc
                                            std::vector<int>* pVecRepeatedIndex) {
     google::protobuf::Arena* arena = dst.m_pParent->GetArena();
     bool isFirst = true;
+    bool canChangeContainer = false;
     const Message* foreignPrototype = nullptr;
     const char* const function = __func__;
     const auto append = [&](RepeatedPtrField<Message>* target, const RepeatedPtrField<Message>* source,
@@ -1107,6 +1135,7 @@ int ProtobufRecordUtil::GetRepeatedMessage(ProtobufField& src, bool isMutableSrc
         if (isFirst) {
             isFirst = false;
             foreignPrototype = ForeignPrototype(src, dst, element);
+            canChangeContainer = isMutableSrc && foreignPrototype == nullptr && CanChangeContainer(src, dst);
         }
         // Made where the target lives, so that it is handed over as it is.
         Message* added = foreignPrototype != nullptr ? foreignPrototype->New(arena) : element.New(arena);
@@ -1115,10 +1144,13 @@ int ProtobufRecordUtil::GetRepeatedMessage(ProtobufField& src, bool isMutableSrc
                            FullName(dst.m_pFieldDesc).c_str());
             return OstraneErrCode::GEN_ERR_ERR;
         }
-        if (mutableSource != nullptr) {
+        if (canChangeContainer) {
+            // The contents end up as they would by an exchange, at the cost of a pointer's.
+            std::swap(added, Pointers(mutableSource)[i]);
+        } else if (mutableSource != nullptr) {
             Exchange(added, mutableSource->Mutable(i));
         } else {
-            added->CopyFrom(element);
+            added->MergeFrom(element);
         }
         target->AddAllocated(added);
         return 0;

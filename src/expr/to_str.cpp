@@ -201,28 +201,16 @@ void AppendLiteral(const ExprVariant& value, std::string& out) {
             AppendBytes(value.m_str.data(), value.m_str.size(), out);
             return;
         case EXPR_STRING_PTR:
-            if (value.m_data.pStr == nullptr) {
-                out += "null";
-                return;
-            }
-            AppendQuoted(*value.m_data.pStr, out);
+            value.m_data.pStr != nullptr ? AppendQuoted(*value.m_data.pStr, out) : AppendName("null", out);
             return;
         case EXPR_CSTR:
-            if (value.m_data.pCStr == nullptr) {
-                out += "null";
-                return;
-            }
-            AppendQuoted(value.m_data.pCStr, out);
+            value.m_data.pCStr != nullptr ? AppendQuoted(value.m_data.pCStr, out) : AppendName("null", out);
             return;
         case EXPR_BUFF:
             AppendBytes(value.m_data.buff.ptr, value.m_data.buff.size, out);
             return;
         case EXPR_QUESTION:
-            if (value.m_str.empty()) {
-                out += "?";
-                return;
-            }
-            out += ":";
+            out += value.m_str.empty() ? "?" : ":";
             AppendName(value.m_str, out);
             return;
         case EXPR_UNRESOLVE:
