@@ -1,0 +1,284 @@
+#include <google/protobuf/text_format.h>
+
+#include "fields3.pb.h"
+#include "selection_fixture.h"
+#include "support/broken_message.h"
+
+namespace {
+
+using google::protobuf::Message;
+using google::protobuf::TextFormat;
+
+class GetTest : public SelectionTest {
+protected:
+    fields::Fields& Fill(const std::string& content) {
+        EXPECT_TRUE(TextFormat::ParseFromString(content, &m_message));
+        return m_message;
+    }
+
+    fields::Fields m_target;
+};
+
+TEST_F(GetTest, CopiesBehindWhatIsThereAndReportsPositions) {
+    Fill("many_string: ['a', 'b', 'c', 'd']");
+    m_target.add_many_string("x");
+    Positions positions = {9};
+    EXPECT_EQ(Get(Field(&m_message, "many_string"), false, {{1, 1}, {3, 3}}, nullptr,
+                  Field(&m_target, "many_string"), &positions),
+              0);
+    EXPECT_EQ(Show(m_target, "many_string"), "[\"x\", \"b\", \"d\"]");
+    EXPECT_EQ(positions, (Positions{9, 1, 3}));
+    EXPECT_EQ(Show(m_message, "many_string"), "[\"a\", \"b\", \"c\", \"d\"]");
+    EXPECT_EQ(m_log.Lines(), Lines{});
+}
+
+TEST_F(GetTest, PositionsMayBeLeftOut) {
+    Fill("many_int32: [1, 2, 3]");
+    EXPECT_EQ(Get(Field(&m_message, "many_int32"), false, {{-1, -1}}, nullptr, Field(&m_target, "many_int32")), 0);
+    EXPECT_EQ(Show(m_target, "many_int32"), "[3]");
+}
+
+// Each row: the field, its content, what a selection of 0 and 2 hands out, and what a move leaves.
+TEST_F(GetTest, EveryElementTypeIsCopiedAndMoved) {
+    struct Row {
+        const char* field;
+        const char* content;
+        const char* whole;
+        const char* taken;
+        const char* left;
+    };
+    const Row rows[] = {
+        {"many_bool", "many_bool: [true, true, true]", "[true, true, true]", "[true, true]", "[false, true, false]"},
+        {"many_int32", "many_int32: [1, 2, 3]", "[1, 2, 3]", "[1, 3]", "[0, 2, 0]"},
+        {"many_uint32", "many_uint32: [1, 2, 3]", "[1, 2, 3]", "[1, 3]", "[0, 2, 0]"},
+        {"many_int64", "many_int64: [1, 2, 3]", "[1, 2, 3]", "[1, 3]", "[0, 2, 0]"},
+        {"many_uint64", "many_uint64: [1, 2, 3]", "[1, 2, 3]", "[1, 3]", "[0, 2, 0]"},
+        {"many_double", "many_double: [1, 2, 3]", "[1, 2, 3]", "[1, 3]", "[0, 2, 0]"},
+        {"many_float", "many_float: [1, 2, 3]", "[1, 2, 3]", "[1, 3]", "[0, 2, 0]"},
+        {"many_string", "many_string: ['a', 'b', 'c']", "[\"a\", \"b\", \"c\"]", "[\"a\", \"c\"]",
+         "[\"\", \"b\", \"\"]"},
+        {"many_bytes", "many_bytes: ['a', 'b', 'c']", "[\"a\", \"b\", \"c\"]", "[\"a\", \"c\"]",
+         "[\"\", \"b\", \"\"]"},
+        {"many_message", "many_message: [{a: 1}, {a: 2}, {a: 3, b: 'x'}]", "[{a: 1}, {a: 2}, {a: 3 b: \"x\"}]",
+         "[{a: 1}, {a: 3 b: \"x\"}]", "[{}, {a: 2}, {}]"},
+        {"pair", "Pair {left: 1} Pair {left: 2} Pair {left: 3}", "[{left: 1}, {left: 2}, {left: 3}]",
+         "[{left: 1}, {left: 3}]", "[{}, {left: 2}, {}]"},
+    };
+    for (MessageKind sourceKind : AllMessageKinds()) {
+        for (MessageKind targetKind : AllMessageKinds()) {
+            MessageMaker sources(sourceKind, fields::Fields::descriptor());
+            MessageMaker targets(targetKind, fields::Fields::descriptor());
+            for (const Row& row : rows) {
+                SCOPED_TRACE(NameOf(sourceKind) + " to " + NameOf(targetKind) + ", " + row.field);
+                Message* source = sources.Make(row.content);
+                Message* copied = targets.Make();
+                EXPECT_EQ(Get(Field(source, row.field), false, {{0, 0}, {2, 2}}, nullptr, Field(copied, row.field)), 0);
+                EXPECT_EQ(Show(*copied, row.field), row.taken);
+                EXPECT_EQ(Show(*source, row.field), row.whole);
+                Message* moved = targets.Make();
+                EXPECT_EQ(Get(Field(source, row.field), true, {{0, 0}, {2, 2}}, nullptr, Field(moved, row.field)), 0);
+                EXPECT_EQ(Show(*moved, row.field), row.taken);
+                EXPECT_EQ(Show(*source, row.field), row.left);
+                // What was handed out is whole enough to be written and read.
+                std::string bytes;
+                EXPECT_TRUE(moved->SerializePartialToString(&bytes));
+                EXPECT_TRUE(copied->ParsePartialFromString(bytes));
+                EXPECT_EQ(Show(*copied, row.field), row.taken);
+            }
+        }
+    }
+    EXPECT_EQ(m_log.Lines(), Lines{});
+}
+
+TEST_F(GetTest, MovedStringsAreNotCopied) {
+    const std::string text(100, 'x');
+    m_message.add_many_string(text);
+    const char* place = m_message.many_string(0).data();
+    EXPECT_EQ(Get(Field(&m_message, "many_string"), true, {}, nullptr, Field(&m_target, "many_string")), 0);
+    EXPECT_EQ(m_target.many_string(0).data(), place);
+    EXPECT_EQ(m_message.many_string(0), "");
+}
+
+TEST_F(GetTest, MovedMessagesAreNotCopied) {
+    for (MessageKind kind : {MessageKind::GeneratedOnHeap, MessageKind::GeneratedOnArena}) {
+        SCOPED_TRACE(NameOf(kind));
+        MessageMaker maker(kind, fields::Fields::descriptor());
+        auto* message = static_cast<fields::Fields*>(maker.Make("many_message: {sub: {a: 1}}"));
+        auto* target = kind == MessageKind::GeneratedOnHeap ? &m_target : static_cast<fields::Fields*>(maker.Make());
+        const fields::Plain* inner = &message->many_message(0).sub();
+        EXPECT_EQ(Get(Field(message, "many_message"), true, {}, nullptr, Field(target, "many_message")), 0);
+        EXPECT_EQ(&target->many_message(0).sub(), inner);
+    }
+}
+
+TEST_F(GetTest, FormWithAWritableSourceMoves) {
+    Fill("many_string: ['a', 'b']");
+    MutableProtobufField src = Field(&m_message, "many_string");
+    MutableProtobufField dst = Field(&m_target, "many_string");
+    IndexRangeList ranges = {{1, 1}};
+    Positions positions;
+    EXPECT_EQ(ProtobufRecordUtil(m_record).GetWithRange(src, ranges, nullptr, dst, &positions), 0);
+    EXPECT_EQ(Show(m_target, "many_string"), "[\"b\"]");
+    EXPECT_EQ(Show(m_message, "many_string"), "[\"a\", \"\"]");
+    EXPECT_EQ(positions, Positions{1});
+}
+
+TEST_F(GetTest, RangesAndFilterDecideTogether) {
+    Fill("many_message: [{a: 1}, {a: 20}, {a: 3}]");
+    Positions positions;
+    EXPECT_EQ(Get(Field(&m_message, "many_message"), false, {{1, -1}}, Less("a", 10), Field(&m_target, "many_message"),
+                  &positions),
+              0);
+    EXPECT_EQ(Show(m_target, "many_message"), "[{a: 3}]");
+    EXPECT_EQ(positions, Positions{2});
+}
+
+TEST_F(GetTest, EnumSourcesAreRefused) {
+    Fill("many_enum: [RED]");
+    EXPECT_EQ(Get(Field(&m_message, "many_enum"), false, {}, nullptr, Field(&m_target, "many_enum")),
+              OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE);
+    EXPECT_EQ(m_log.Lines(), (Lines{"ERROR src/common/protobuf_record_util.cpp GetWithRange: invalid type=8"}));
+}
+
+// The scalar worker asks for the marks of an empty source too, the others do not.
+TEST_F(GetTest, OnlyTheScalarWorkerMarksAnEmptySource) {
+    EXPECT_EQ(Get(Field(&m_message, "many_int32"), false, {}, Failing(), Field(&m_target, "many_int32")),
+              OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME);
+    EXPECT_EQ(m_log.TakeLines().size(), 2U);
+    EXPECT_EQ(Get(Field(&m_message, "many_int32"), false, {}, nullptr, Field(&m_target, "many_int32")), 0);
+    EXPECT_EQ(Get(Field(&m_message, "many_string"), false, {}, Failing(), Field(&m_target, "many_string")), 0);
+    EXPECT_EQ(Get(Field(&m_message, "many_message"), false, {}, Failing(), Field(&m_target, "many_message")), 0);
+    EXPECT_EQ(m_log.Lines(), Lines{});
+}
+
+TEST_F(GetTest, FailedMarkingWritesTwoLinesAndTakesNothing) {
+    Fill("many_int32: [1] many_string: ['a'] many_message: [{a: 1}]");
+    const std::pair<const char*, const char*> rows[] = {
+        {"many_int32", "src/common/protobuf_record_util.h GetRepeatedField"},
+        {"many_string", "src/common/protobuf_record_util.cpp GetRepeatedString"},
+        {"many_message", "src/common/protobuf_record_util.cpp GetRepeatedMessage"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.first);
+        Positions positions;
+        EXPECT_EQ(Get(Field(&m_message, row.first), true, {}, Failing(), Field(&m_target, row.first), &positions),
+                  OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME);
+        const Lines lines = m_log.TakeLines();
+        ASSERT_EQ(lines.size(), 2U);
+        EXPECT_EQ(lines[0].rfind("ERROR src/common/protobuf_record_util.cpp MarkMatchPositions: FindArrayMatchPositions "
+                                 "failed, ret: -4889, errmsg: ",
+                                 0),
+                  0U)
+            << lines[0];
+        EXPECT_EQ(lines[1], std::string("ERROR ") + row.second + ": MarkMatchPositions failed, src=fields.Fields." +
+                                row.first + ", ret=-4889");
+        EXPECT_EQ(Show(m_target), "");
+        EXPECT_EQ(positions, Positions{});
+    }
+    EXPECT_EQ(Show(m_message), "many_int32: 1 many_string: \"a\" many_message { a: 1 }");
+}
+
+TEST_F(GetTest, NothingSelectedLeavesTargetAndPositions) {
+    Fill("many_int32: [1] many_string: ['a'] many_message: [{a: 1}]");
+    Positions positions = {4};
+    for (const char* name : {"many_int32", "many_string", "many_message"}) {
+        EXPECT_EQ(Get(Field(&m_message, name), true, {{3, 5}}, nullptr, Field(&m_target, name), &positions), 0);
+    }
+    EXPECT_EQ(Show(m_target), "");
+    EXPECT_EQ(positions, Positions{4});
+    EXPECT_EQ(Show(m_message), "many_int32: 1 many_string: \"a\" many_message { a: 1 }");
+}
+
+// A message that cannot be made ends the get; what was handed out before stays, with its positions.
+TEST_F(GetTest, NewMessageThatFailsKeepsWhatWasTaken) {
+    for (bool isMutable : {false, true}) {
+        SCOPED_TRACE(isMutable);
+        MessageMaker maker(MessageKind::DynamicOnHeap, fields::Fields::descriptor());
+        Message* source = maker.Make("many_message: [{a: 1}]");
+        const MutableProtobufField field = Field(source, "many_message");
+        const Message* like = maker.Factory()->GetPrototype(field.m_pFieldDesc->message_type());
+        source->GetReflection()->AddAllocatedMessage(source, field.m_pFieldDesc,
+                                                     new BrokenMessage(like->GetDescriptor(), like->GetReflection()));
+        Message* target = maker.Make();
+        Positions positions;
+        EXPECT_EQ(Get(field, isMutable, {}, nullptr, Field(target, "many_message"), &positions),
+                  OstraneErrCode::GEN_ERR_ERR);
+        EXPECT_EQ(m_log.TakeLines(), (Lines{"ERROR src/common/protobuf_record_util.cpp GetRepeatedMessage: new "
+                                            "Message(fields.Fields.many_message) failed"}));
+        EXPECT_EQ(Show(*target, "many_message"), "[{a: 1}]");
+        EXPECT_EQ(positions, Positions{0});
+    }
+}
+
+TEST_F(GetTest, MapEntriesAreHandedOutAsMessages) {
+    (*m_message.mutable_by_name())["hp"] = 5;
+    (*m_message.mutable_by_name())["mp"] = 7;
+    Expr* isHp = m_tree.Node(OstraneCommon::EXPR_COMPARE_EQ, "", {m_tree.Name("key"), m_tree.Text("hp")});
+    EXPECT_EQ(Get(Field(&m_message, "by_name"), false, {}, isHp, Field(&m_target, "by_name")), 0);
+    EXPECT_EQ(m_target.by_name().size(), 1U);
+    EXPECT_EQ(m_target.by_name().at("hp"), 5);
+    EXPECT_EQ(m_message.by_name().size(), 2U);
+}
+
+TEST_F(GetTest, ExtensionsAreReadThroughTheirDescriptor) {
+    m_message.AddExtension(fields::ext_many_message)->set_a(1);
+    m_message.AddExtension(fields::ext_many_message)->set_a(2);
+    const google::protobuf::FieldDescriptor* extension =
+        fields::Fields::descriptor()->file()->FindExtensionByName("ext_many_message");
+    EXPECT_EQ(Get({&m_message, extension}, true, {{1, 1}}, nullptr, Field(&m_target, "many_message")), 0);
+    EXPECT_EQ(Show(m_target, "many_message"), "[{a: 2}]");
+    EXPECT_EQ(Show(m_message, extension), "[{a: 1}, {}]");
+}
+
+TEST_F(GetTest, FieldsWithoutPresenceAreServedAlike) {
+    fields3::Fields source;
+    ASSERT_TRUE(TextFormat::ParseFromString("many_message: [{a: 1}, {}] many_int32: [0, 5]", &source));
+    fields3::Fields target;
+    EXPECT_EQ(Get(Field(&source, "many_message"), false, {}, nullptr, Field(&target, "many_message")), 0);
+    EXPECT_EQ(Get(Field(&source, "many_int32"), false, {}, Less("$", 1), Field(&target, "many_int32")), 0);
+    EXPECT_EQ(Show(target), "many_int32: 0 many_message { a: 1 } many_message { }");
+}
+
+// Source and target the same field: the selection is made before the first element is appended.
+TEST_F(GetTest, AFieldMayBeItsOwnTarget) {
+    for (MessageKind kind : AllMessageKinds()) {
+        SCOPED_TRACE(NameOf(kind));
+        MessageMaker maker(kind, fields::Fields::descriptor());
+        Message* copied = maker.Make("many_int32: [1, 2, 3] many_string: ['a', 'b'] many_message: [{a: 1}, {a: 2}]");
+        for (const char* name : {"many_int32", "many_string", "many_message"}) {
+            EXPECT_EQ(Get(Field(copied, name), false, {}, nullptr, Field(copied, name)), 0);
+        }
+        EXPECT_EQ(Show(*copied, "many_int32"), "[1, 2, 3, 1, 2, 3]");
+        EXPECT_EQ(Show(*copied, "many_string"), "[\"a\", \"b\", \"a\", \"b\"]");
+        EXPECT_EQ(Show(*copied, "many_message"), "[{a: 1}, {a: 2}, {a: 1}, {a: 2}]");
+
+        Message* moved = maker.Make("many_int32: [1, 2, 3] many_string: ['a', 'b'] many_message: [{a: 1}, {a: 2}]");
+        for (const char* name : {"many_int32", "many_string", "many_message"}) {
+            EXPECT_EQ(Get(Field(moved, name), true, {}, nullptr, Field(moved, name)), 0);
+        }
+        EXPECT_EQ(Show(*moved, "many_int32"), "[0, 0, 0, 1, 2, 3]");
+        EXPECT_EQ(Show(*moved, "many_string"), "[\"\", \"\", \"a\", \"b\"]");
+        EXPECT_EQ(Show(*moved, "many_message"), "[{}, {}, {a: 1}, {a: 2}]");
+    }
+}
+
+TEST_F(GetTest, TheSourceMayLieInsideTheTarget) {
+    Fill("children: {children: {one_int32: 1} children: {one_int32: 2}}");
+    MutableProtobufField source = Field(m_message.mutable_children(0), "children");
+    EXPECT_EQ(Get(source, false, {}, nullptr, Field(&m_message, "children")), 0);
+    EXPECT_EQ(Show(m_message, "children"),
+              "[{children { one_int32: 1 } children { one_int32: 2 }}, {one_int32: 1}, {one_int32: 2}]");
+    EXPECT_EQ(Get(source, true, {{0, 0}}, nullptr, Field(&m_message, "children")), 0);
+    EXPECT_EQ(Show(m_message, "children"), "[{children { } children { one_int32: 2 }}, {one_int32: 1}, {one_int32: 2}, "
+                                           "{one_int32: 1}]");
+}
+
+TEST_F(GetTest, TheTargetMayLieInsideTheSource) {
+    Fill("children: {one_int32: 1} children: {one_int32: 2}");
+    MutableProtobufField target = Field(m_message.mutable_children(0), "children");
+    EXPECT_EQ(Get(Field(&m_message, "children"), false, {}, nullptr, target), 0);
+    EXPECT_EQ(Show(m_message, "children"),
+              "[{one_int32: 1 children { one_int32: 1 } children { one_int32: 2 }}, {one_int32: 2}]");
+}
+
+}  // namespace
