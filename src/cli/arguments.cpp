@@ -63,6 +63,7 @@ void AddSchemaOptions(CLI::App& app, Arguments& arguments) {
         ->type_name("DIR")
         ->expected(1)
         ->take_all()
+        ->allow_extra_args(false)
         ->group(group);
     app.add_option("--descriptor-set", arguments.descriptorSet, "A FileDescriptorSet, in place of --proto")
         ->type_name("FILE")
@@ -88,7 +89,8 @@ void AddStatementOptions(CLI::App& app, Arguments& arguments, const char* name) 
     app.add_option("--param", arguments.parameters, "The value of :NAME, or of the first ? for 1; several times")
         ->type_name("NAME=JSON")
         ->expected(1)
-        ->take_all();
+        ->take_all()
+        ->allow_extra_args(false);
     app.add_flag("--strict", arguments.strict, "A selector that selects nothing is an error");
     app.add_flag("--partial", arguments.partial, "Records may lack required fields");
     app.add_option_function<std::string>(
