@@ -78,6 +78,9 @@ struct ExprRow {
     const google::protobuf::Message* element = nullptr;
     // The message that holds the scope's `self`, when that is no repeated message field.
     const google::protobuf::Message* owner = nullptr;
+    // Whether a null element or owner is one that is not there, such as an unset message: what is read from
+    // it is NULL. Otherwise reading from it is an error.
+    bool isAbsentNull = false;
     // Which element of a repeated `self`.
     int index = 0;
 };

@@ -31,8 +31,13 @@ void SetReads(BoundNode& node, PathStart start) {
     node.readsElement = start != PathStart::Record;
 }
 
-int FailRow(EvalContext& context, int32_t offset) {
-    return FailEval(context, offset, "there is no message to read the name from");
+// What a name reads when the message that it starts at is null.
+int ReadAbsent(EvalContext& context, int32_t offset, Value& out) {
+    if (!context.row.isAbsentNull) {
+        return FailEval(context, offset, "there is no message to read the name from");
+    }
+    out = Value::Null();
+    return 0;
 }
 
 // Steps into the message that `step` names, or leaves null.
@@ -79,7 +84,7 @@ public:
     int Eval(EvalContext& context, Value& out) const override {
         const Message* const message = StartMessage(context, m_start);
         if (message == nullptr) {
-            return FailRow(context, offset);
+            return ReadAbsent(context, offset, out);
         }
         const bool isShared = m_start == PathStart::Element && context.elementReflection != nullptr;
         const Reflection* const reflection = isShared ? context.elementReflection : message->GetReflection();
@@ -106,7 +111,7 @@ public:
         bool hasRow = false;
         const Message* const message = Walk(context, m_path, hasRow);
         if (!hasRow) {
-            return FailRow(context, offset);
+            return ReadAbsent(context, offset, out);
         }
         out = Value::Null();
         if (message != nullptr) {
@@ -116,8 +121,7 @@ public:
     }
 
     // Reads what `step` names in `message`; leaves NULL when it is not there.
-    static void ReadLast(const Message& message, const BoundStep& step, std::deque<std::string>& scratch,
-                         Value& out) {
+    static void ReadLast(const Message& message, const BoundStep& step, std::deque<std::string>& scratch, Value& out) {
         if (step.access == BoundStep::Access::Index) {
             const int index = FindElement(message, step.field, step.index);
             if (index >= 0) {
@@ -130,7 +134,8 @@ public:
         if (step.access == BoundStep::Access::Key) {
             const Message* const entry = FindMapEntry(message, step.field, step.key);
             if (entry != nullptr) {
-                ReadSingular(*entry->GetReflection(), *entry, entry->GetDescriptor()->FindFieldByNumber(2), scratch, out);
+                ReadSingular(*entry->GetReflection(), *entry, entry->GetDescriptor()->FindFieldByNumber(2), scratch,
+                             out);
             }
             return;
         }
@@ -153,7 +158,7 @@ public:
         bool hasRow = false;
         const Message* const message = Walk(context, m_path, hasRow);
         if (!hasRow) {
-            return FailRow(context, offset);
+            return ReadAbsent(context, offset, out);
         }
         out = message != nullptr && IsThere(*message) ? Value::Bool(true) : Value::Null();
         return 0;
@@ -182,7 +187,9 @@ public:
         bool hasRow = false;
         const Message* const message = Walk(context, m_path, hasRow);
         if (!hasRow) {
-            return FailRow(context, offset);
+            Value none;
+            isNull = true;
+            return ReadAbsent(context, offset, none);
         }
         isNull = message == nullptr;
         if (!isNull) {
@@ -206,7 +213,7 @@ public:
             return 0;
         }
         if (context.row.owner == nullptr) {
-            return FailRow(context, offset);
+            return ReadAbsent(context, offset, out);
         }
         const int index = FindElement(*context.row.owner, m_self, context.row.index);
         if (index < 0) {
@@ -232,7 +239,7 @@ public:
     int Eval(EvalContext& context, Value& out) const override {
         const Message* const owner = context.row.owner;
         if (owner == nullptr) {
-            return FailRow(context, offset);
+            return ReadAbsent(context, offset, out);
         }
         const bool asksField = m_asksPresence ? TracksPresence(m_self) : m_readsAsNull;
         if (asksField && !owner->GetReflection()->HasField(*owner, m_self)) {

@@ -2,6 +2,7 @@
 
 #include <google/protobuf/descriptor.h>
 
+#include <algorithm>
 #include <cctype>
 #include <utility>
 
@@ -74,6 +75,17 @@ Place TokenAt(const std::string& text, int32_t offset) {
         }
     }
     place.length = end - place.offset;
+    return place;
+}
+
+Place TreePlace(const std::string& text, const OstraneCommon::Expr& tree) {
+    Place place = TokenAt(text, tree.m_self.m_tokenOffset);
+    for (size_t i = 0; i < tree.OperandCount(); ++i) {
+        const Place operand = TreePlace(text, *tree.Operand(static_cast<int>(i)));
+        const size_t end = std::max(place.offset + place.length, operand.offset + operand.length);
+        place.offset = std::min(place.offset, operand.offset);
+        place.length = end - place.offset;
+    }
     return place;
 }
 

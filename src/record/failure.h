@@ -38,6 +38,9 @@ int Fail(Failure& failure, int code, const OstraneCommon::ExprError& error,
 // The stretch that begins at a token of `text`: a quoted text, a name, a number or one sign.
 Place TokenAt(const std::string& text, int32_t offset);
 
+// The stretch from the first token of a tree to its last one.
+Place TreePlace(const std::string& text, const OstraneCommon::Expr& tree);
+
 }  // namespace OstraneRecord
 
 #endif  // OSTRANE_RECORD_FAILURE_H_

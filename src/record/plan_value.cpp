@@ -309,7 +309,7 @@ int ValueCompiler::Computed(Expr* node, const FieldDescriptor* field, ValueNode&
     ComputedValue computed;
     computed.field = field;
     computed.expr.tree = node;
-    computed.expr.place = out.place;
+    computed.expr.place = out.place = TreePlace(m_compiled.text, *node);
     computed.expr.scope.record = m_compiled.descriptor;
     if (isSet) {
         computed.expr.scope.element = m_pElement;
@@ -319,6 +319,12 @@ int ValueCompiler::Computed(Expr* node, const FieldDescriptor* field, ValueNode&
             computed.expr.scope.self = field;
             computed.chain = m_chain;
         }
+    }
+    if (field->cpp_type() == FieldDescriptor::CPPTYPE_ENUM && node->m_self.m_type == OstraneCommon::EXPR_UNRESOLVE &&
+        field->enum_type()->FindValueByName(node->m_self.m_str) != nullptr) {
+        return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, out.place,
+                    "there is no field '" + node->m_self.m_str + "'", "write '" + node->m_self.m_str + "' in quotes",
+                    field);
     }
     OstraneCommon::ValueType type;
     int ret = CompileExpr(false, m_compiled, m_statement.number - 1, out.slot, computed.expr, type, m_failure);

@@ -126,7 +126,7 @@ constexpr size_t kManyEntries = 8;
 
 bool ResolvedValues::IsNull(const ValueNode& node) const {
     return node.kind == ValueNode::Kind::Null ||
-           (node.kind == ValueNode::Kind::Parameter &&
+           (node.kind == ValueNode::Kind::Parameter && m_parameters.values != nullptr &&
             m_parameters.values->values[static_cast<size_t>(node.slot)].kind == BoundValue::Kind::Null);
 }
 

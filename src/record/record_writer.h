@@ -21,6 +21,7 @@ public:
         : m_parameters(parameters), m_computed(computed) {}
 
     const PlanParameters& Parameters() const { return m_parameters; }
+    // A parameter without a value yet counts as not null.
     bool IsNull(const ValueNode& node) const;
     // Of a node that is one value and no message.
     const FieldValue& Value(const ValueNode& node) const;

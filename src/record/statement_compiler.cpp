@@ -7,6 +7,7 @@
 #include "record/plan_expr.h"
 #include "record/plan_path.h"
 #include "record/plan_value.h"
+#include "record/record_writer.h"
 
 namespace OstraneRecord {
 namespace {
@@ -48,7 +49,7 @@ private:
     // The message type at the last index of a path: what bare names of a SET are fields of.
     const Descriptor* ElementType() const;
     const PlanStep& Last() const { return m_out.path.back(); }
-    Place WherePlace() const { return TokenAt(m_compiled.text, m_statement.where->m_self.m_tokenOffset); }
+    Place WherePlace() const { return TreePlace(m_compiled.text, *m_statement.where); }
 
     CompiledStatements& m_compiled;
     const Statement& m_statement;
@@ -173,7 +174,9 @@ int StatementCompiler::CheckPushPosition() {
     m_out.hasSelector = last.subscript == SubscriptKind::Index;
     if (m_out.hasSelector && last.index.slot < 0 && last.index.value < -1) {
         return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
-                    "a position below -1 is none: PUSH inserts at 0 .. size, or with -1 at the end", "", last.field);
+                    "the position " + std::to_string(last.index.value) +
+                        " is none: PUSH inserts at 0 .. size, or with -1 at the end",
+                    "", last.field);
     }
     return 0;
 }
@@ -185,7 +188,18 @@ int StatementCompiler::CompilePush() {
     }
     m_out.form = PlanForm::PushValues;
     ValueCompiler values(m_compiled, m_out, nullptr, m_failure);
-    return values.Pushed(m_statement.value, Last().field, m_out.value);
+    const int pushed = values.Pushed(m_statement.value, Last().field, m_out.value);
+    if (pushed != 0) {
+        return pushed;
+    }
+    // New elements start empty, so what they lack is known now, but for parameters that turn out to be null.
+    const std::string missing =
+        MissingRequiredItems(m_out.value, ResolvedValues(PlanParameters(), std::vector<FieldValue>()));
+    if (missing.empty()) {
+        return 0;
+    }
+    return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_MEMBER_VARIABLE_VALUE, m_out.value.place,
+                "required fields would be missing: " + missing, "", Last().field);
 }
 
 int StatementCompiler::CompilePushFrom() {

@@ -48,6 +48,7 @@ int StatementExecutor::Calculate(const OstraneCommon::ExprRow& row, const Messag
     for (size_t i = 0; i < m_statement.computed.size(); ++i) {
         const ComputedValue& computed = m_statement.computed[i];
         OstraneCommon::ExprRow own = row;
+        own.isAbsentNull = true;
         if (computed.expr.scope.self != nullptr && !computed.expr.scope.self->is_repeated()) {
             own.owner = OwnerOf(computed, base);
         }
@@ -130,9 +131,10 @@ int StatementExecutor::LookUpTarget(const Message& base, const Message* element,
     }
     const bool isElement = last.subscript == SubscriptKind::Index;
     if (isElement && out.location.index < 0) {
-        return Fail(OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
-                    "index " + std::to_string(m_parameters.Index(last.index)) + " is beyond " +
-                        CountOf(out.location.size) + " of " + NameOf(last.field));
+        return OstraneRecord::Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
+                                   "index " + std::to_string(m_parameters.Index(last.index)) + " is beyond " +
+                                       CountOf(out.location.size) + " of " + NameOf(last.field),
+                                   "", last.field);
     }
     bool hasIndex = false;
     for (const PlanStep& step : path) {
@@ -301,9 +303,14 @@ int StatementExecutor::ResolvePushPosition(int& pos) {
     if (pos >= 0 && pos <= m_location.size) {
         return 0;
     }
-    return Fail(OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
-                "index " + std::to_string(pos) + " is beyond " + CountOf(m_location.size) + " of " + NameOf(last.field),
-                pos < 0 ? "a position is 0 .. size, or -1 for the end" : "");
+    if (pos < 0) {
+        return Fail(
+            OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
+            "the position " + std::to_string(pos) + " is none: PUSH inserts at 0 .. size, or with -1 at the end");
+    }
+    return Fail(
+        OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
+        "index " + std::to_string(pos) + " is beyond " + CountOf(m_location.size) + " of " + NameOf(last.field));
 }
 
 int StatementExecutor::RunPush() {

@@ -1,0 +1,133 @@
+#include "case_file.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <ostream>
+#include <sstream>
+
+namespace {
+
+struct FileState {
+    std::string schema;
+    std::string type;
+    std::string base;
+};
+
+void AddUnreadable(const std::string& file, const std::string& line, std::vector<StatementCase>& cases) {
+    StatementCase broken;
+    broken.file = file;
+    broken.name = "cannot be read";
+    broken.error = file + ": cannot read the line: " + line;
+    cases.push_back(broken);
+}
+
+// False when no case, or no file, has this key.
+bool ReadLine(const std::string& key, const std::string& rest, const std::string& file, FileState& state,
+              std::vector<StatementCase>& cases, size_t first) {
+    if (key == "schema") {
+        std::istringstream words(rest);
+        words >> state.schema >> state.type;
+        return true;
+    }
+    if (key == "base") {
+        state.base = rest + " ";
+        return true;
+    }
+    if (key == "case") {
+        StatementCase made;
+        made.file = file;
+        made.schema = state.schema;
+        made.type = state.type;
+        made.name = rest;
+        made.before = made.after = state.base;
+        cases.push_back(made);
+        return true;
+    }
+    if (cases.size() == first) {
+        return false;
+    }
+    StatementCase& current = cases.back();
+    const size_t equals = rest.find('=');
+    if (key == "option") {
+        current.options.push_back(rest);
+    } else if (key == "param" && equals != std::string::npos) {
+        current.parameters.emplace_back(rest.substr(0, equals), rest.substr(equals + 1));
+    } else if (key == "unknown" && equals != std::string::npos) {
+        current.unknown.emplace_back(std::stoi(rest.substr(0, equals)), std::stoull(rest.substr(equals + 1)));
+    } else if (key == "before") {
+        current.before = state.base + rest;
+    } else if (key == "run") {
+        current.run = rest;
+    } else if (key == "error") {
+        current.error = rest;
+    } else if (key == "field") {
+        current.field = rest;
+    } else if (key == "gives") {
+        current.gives.push_back(rest);
+    } else if (key == "after") {
+        current.hasAfter = true;
+        current.after = state.base + rest;
+    } else {
+        return false;
+    }
+    return true;
+}
+
+// A line that goes on with the text of `run` or `error`.
+bool ContinueLine(const std::string& key, const std::string& text, StatementCase& current) {
+    if (key == "run") {
+        current.run += (current.run.empty() ? "" : "\n") + text;
+        return true;
+    }
+    if (key == "error") {
+        // The line of a hint is shown without the indentation of the statement's own line.
+        current.error += (text.compare(0, 6, "hint: ") == 0 ? "\n" : "\n  ") + text;
+        return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+void PrintTo(const StatementCase& test, std::ostream* out) {
+    *out << test.file << ": " << test.name;
+}
+
+std::vector<StatementCase> ReadCases(const std::string& folder) {
+    std::vector<std::string> files;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        if (entry.path().extension() == ".case") {
+            files.push_back(entry.path().string());
+        }
+    }
+    std::sort(files.begin(), files.end());
+    std::vector<StatementCase> cases;
+    for (const std::string& path : files) {
+        const std::string file = std::filesystem::path(path).stem().string();
+        const size_t first = cases.size();
+        FileState state;
+        std::ifstream in(path);
+        std::string line;
+        std::string key;
+        while (std::getline(in, line)) {
+            if (line.empty() || line.front() == '#') {
+                continue;
+            }
+            bool isRead = false;
+            if (line.compare(0, 2, "  ") == 0) {
+                isRead = cases.size() > first && ContinueLine(key, line.substr(2), cases.back());
+            } else {
+                const size_t space = line.find(' ');
+                key = line.substr(0, space);
+                isRead =
+                    ReadLine(key, space == std::string::npos ? "" : line.substr(space + 1), file, state, cases, first);
+            }
+            if (!isRead) {
+                AddUnreadable(file, line, cases);
+                break;
+            }
+        }
+    }
+    return cases;
+}
