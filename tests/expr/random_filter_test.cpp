@@ -464,7 +464,7 @@ TEST(RandomFilters, OnScalarArraysAgreeElementByElement) {
     for (int i = 0; i < 150; ++i) {
         record.add_i32s(static_cast<int32_t>(random() % 9) - 4);
         record.add_i64s(static_cast<int64_t>(random() % 9) - 4);
-        record.add_u32s(random() % 9);
+        record.add_u32s(static_cast<uint32_t>(random() % 9));
         record.add_u64s(random() % 9);
         record.add_fs(static_cast<float>(random() % 9) / 2);
         record.add_ds(static_cast<double>(random() % 9) / 2);
