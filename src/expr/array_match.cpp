@@ -114,8 +114,9 @@ int TestWord(const BoundNode& condition, size_t begin, bool areMessages, EvalCon
         if (ret != 0) {
             return ret;
         }
-        // No jump: which elements match is what no processor can guess.
-        word &= ~(static_cast<uint64_t>(!isTrue.IsTrue()) << bit);
+        if (!isTrue.IsTrue()) {
+            word &= ~(uint64_t{1} << bit);
+        }
         if (!context.scratch.empty()) {
             context.scratch.clear();
         }

@@ -2,43 +2,26 @@
 #ifndef OSTRANE_TESTS_COMMON_SELECTION_FIXTURE_H_
 #define OSTRANE_TESTS_COMMON_SELECTION_FIXTURE_H_
 
-#include <gtest/gtest.h>
-
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "common/protobuf_record_util.h"
-#include "fields.pb.h"
-#include "support/captured_log.h"
-#include "support/expr_tree.h"
-#include "support/message_kinds.h"
-#include "support/record_util_peer.h"
-#include "support/show.h"
+#include "operation_fixture.h"
 
 using OstraneCommon::Expr;
 using OstraneCommon::IndexRangeList;
-using Lines = std::vector<std::string>;
 using Positions = std::vector<int>;
 
-class SelectionTest : public testing::Test {
+class SelectionTest : public OperationTest {
 protected:
-    SelectionTest() { m_record.m_pLog = m_log.Category(); }
-
-    static MutableProtobufField Field(google::protobuf::Message* message, const std::string& name) {
-        return {message, message->GetDescriptor()->FindFieldByName(name)};
-    }
-
-    int PopWithExpr(MutableProtobufField field, Expr& expr) {
-        return ProtobufRecordUtil(m_record).PopWithExpr(field, expr);
-    }
+    int PopWithExpr(MutableProtobufField field, Expr& expr) { return Util().PopWithExpr(field, expr); }
     int PopWithRange(MutableProtobufField field, IndexRangeList ranges, Expr* filter = nullptr) {
-        return ProtobufRecordUtil(m_record).PopWithRange(field, ranges, filter);
+        return Util().PopWithRange(field, ranges, filter);
     }
     int Get(MutableProtobufField src, bool isMutableSrc, IndexRangeList ranges, Expr* filter, MutableProtobufField dst,
             Positions* positions = nullptr) {
         ProtobufField source = {src.m_pParent, src.m_pFieldDesc};
-        return ProtobufRecordUtil(m_record).GetWithRange(source, isMutableSrc, ranges, filter, dst, positions);
+        return Util().GetWithRange(source, isMutableSrc, ranges, filter, dst, positions);
     }
 
     // `name < value` over message elements; `$ < value` with the name "$".
@@ -47,11 +30,6 @@ protected:
     }
     // A condition that no element can be asked: the name does not exist.
     Expr* Failing() { return Less("nowhere", 1); }
-
-    CapturedLog m_log;
-    ProtobufRecord m_record;
-    ExprTree m_tree;
-    fields::Fields m_message;
 };
 
 #endif  // OSTRANE_TESTS_COMMON_SELECTION_FIXTURE_H_
