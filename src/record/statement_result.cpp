@@ -2,8 +2,9 @@
 
 #include <google/protobuf/descriptor.h>
 
-#include <algorithm>
 #include <nlohmann/json.hpp>
+
+#include "expr/parse_context.h"
 
 namespace OstraneRecord {
 namespace {
@@ -52,27 +53,6 @@ std::string JsonList(const List& list, ToText toText) {
     }
     text += ']';
     return text;
-}
-
-// The line of the statements that holds `offset`, without its end.
-std::string LineAt(const std::string& statements, size_t offset, size_t& begin) {
-    const size_t before = offset == 0 ? std::string::npos : statements.rfind('\n', offset - 1);
-    begin = before == std::string::npos ? 0 : before + 1;
-    size_t end = statements.find('\n', offset);
-    if (end == std::string::npos) {
-        end = statements.size();
-    }
-    if (end > begin && statements[end - 1] == '\r') {
-        --end;
-    }
-    return statements.substr(begin, end - begin);
-}
-
-// Longest line shown whole; a longer one is cut around the place.
-constexpr size_t kShownLine = 160;
-
-bool IsContinuation(char c) {
-    return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
 }
 
 }  // namespace
@@ -169,42 +149,25 @@ std::string ReportLine(int64_t record, const StatementError& error, const std::s
 }
 
 std::string ShowError(const StatementError& error, const std::string& statements) {
-    std::string shown = "error " + std::to_string(error.code) + " " + CodeName(error.code) + ": " + error.message;
-    if (error.line > 0 && error.offset <= statements.size()) {
-        size_t begin = 0;
-        std::string line = LineAt(statements, error.offset, begin);
-        size_t caret = std::min(error.offset - begin, line.size());
-        std::string lead;
-        if (caret > kShownLine / 2) {
-            size_t cut = caret - kShownLine / 2;
-            while (cut < caret && IsContinuation(line[cut])) {
-                ++cut;
-            }
-            line.erase(0, cut);
-            caret -= cut;
-            lead = "..";
-        }
-        if (line.size() > kShownLine) {
-            size_t cut = kShownLine;
-            while (cut > caret && IsContinuation(line[cut])) {
-                --cut;
-            }
-            line.erase(cut);
-            line += "..";
-        }
-        shown += "\n  " + lead + line + "\n  " + std::string(lead.size(), ' ');
-        for (size_t i = 0; i < caret; ++i) {
-            // A tab keeps its width, a code point takes one column.
-            if (!IsContinuation(line[i])) {
-                shown += line[i] == '\t' ? '\t' : ' ';
-            }
-        }
-        shown += '^';
+    OstraneCommon::ExprError shown;
+    shown.code = error.code;
+    shown.offset = error.offset;
+    shown.length = error.length;
+    shown.line = error.line;
+    shown.column = error.column;
+    shown.message = error.message;
+    shown.hint = error.hint;
+    std::string text;
+    if (error.line > 0) {
+        text = OstraneCommon::ShowError(statements, shown, CodeName(error.code));
+    } else {
+        text = "error " + std::to_string(error.code) + " " + CodeName(error.code) + ": " + error.message;
+        text += error.hint.empty() ? "" : "\nhint: " + error.hint;
     }
-    if (!error.hint.empty()) {
-        shown += "\nhint: " + error.hint;
+    while (!text.empty() && text.back() == '\n') {
+        text.pop_back();
     }
-    return shown;
+    return text;
 }
 
 }  // namespace OstraneRecord

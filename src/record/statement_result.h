@@ -77,7 +77,7 @@ std::string ReportLine(int64_t record, const StatementError& error, const std::s
 //   error -4633 COMMON_ERR_INVALID_ARRAY_INDEX: index 9 is beyond 3 elements of demo.Player.scores
 //     PUSH scores[9] = 7
 //                 ^
-//   hint: ...
+//     hint: ...
 //
 // `statements` is the text that was compiled. An error without a place shows its first line alone.
 std::string ShowError(const StatementError& error, const std::string& statements);

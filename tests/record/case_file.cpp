@@ -81,8 +81,7 @@ bool ContinueLine(const std::string& key, const std::string& text, StatementCase
         return true;
     }
     if (key == "error") {
-        // The line of a hint is shown without the indentation of the statement's own line.
-        current.error += (text.compare(0, 6, "hint: ") == 0 ? "\n" : "\n  ") + text;
+        current.error += "\n  " + text;
         return true;
     }
     return false;

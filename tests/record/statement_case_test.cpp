@@ -107,10 +107,7 @@ std::string ShowOutcome(const ExecutionResult& result, const std::string& shownE
         }
     }
     if (!shownError.empty()) {
-        const size_t hint = shownError.rfind("\nhint: ");
-        outcome += (hint == std::string::npos ? shownError
-                                              : shownError.substr(0, hint + 1) + "  " + shownError.substr(hint + 1)) +
-                   "\n";
+        outcome += shownError + "\n";
     }
     if (!result.error.field.empty()) {
         outcome += "field " + result.error.field + "\n";

@@ -1,0 +1,226 @@
+// The interface around the statements: compiling, binding, results, reports.
+#include <google/protobuf/arena.h>
+#include <google/protobuf/unknown_field_set.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <nlohmann/json.hpp>
+
+#include "player_record.h"
+
+namespace {
+
+using namespace OstraneErrCode;
+using namespace OstraneRecord;
+
+StatementPlan Compiled(const std::string& text) {
+    StatementPlan plan;
+    StatementError error;
+    EXPECT_EQ(StatementPlan::Compile(text, PlayerRecord::Type(), {}, plan, error), 0) << ShowError(error, text);
+    return plan;
+}
+
+TEST(StatementPlan, OnePlanServesManyRecordsAndParameters) {
+    const StatementPlan plan = Compiled("PUSH scores[1] = ?");
+    for (int i = 0; i < 3; ++i) {
+        StatementParameters parameters;
+        parameters.positional.push_back(ParameterValue::MakeInt(i));
+        PlayerRecord player("scores: [10, 20]");
+        ExecutionResult result;
+        EXPECT_EQ(plan.Execute(player.Record(), parameters, result), 0);
+        EXPECT_EQ(player.Show(), "scores: 10 scores: " + std::to_string(i) + " scores: 20");
+    }
+}
+
+TEST(StatementPlan, ABoundPlanOutlivesItsPlan) {
+    BoundPlan bound;
+    {
+        const StatementPlan plan = Compiled("POP scores WHERE $ > 1");
+        StatementError error;
+        EXPECT_EQ(plan.Bind({}, bound, error), 0);
+    }
+    PlayerRecord player("scores: [1, 2]");
+    ExecutionResult result;
+    EXPECT_EQ(bound.Execute(player.Record(), result), 0);
+    EXPECT_EQ(player.Show(), "scores: 1");
+}
+
+TEST(StatementPlan, TellsWhatItWillDo) {
+    const StatementPlan plan =
+        Compiled("GET scores; PUSH scores = level + 1; POP items WHERE qty < 5; SET tags FROM series.string_values");
+    ASSERT_EQ(plan.StatementCount(), 4U);
+    EXPECT_TRUE(plan.HasElements(0));
+    EXPECT_FALSE(plan.Changes(0));
+    EXPECT_FALSE(plan.HasElements(1));
+    EXPECT_TRUE(plan.Changes(1));
+    const std::vector<std::string> lines = plan.Describe();
+    ASSERT_EQ(lines.size(), 4U);
+    EXPECT_EQ(lines[0], "read elements of demo.Player.scores (a repeated int32 field) at scores");
+    EXPECT_EQ(lines[1],
+              "insert into demo.Player.scores (a repeated int32 field) at scores, calculated first: level + 1");
+    EXPECT_EQ(lines[2], "remove elements of demo.Player.items (a repeated field of demo.Item) at items where qty < 5");
+    EXPECT_EQ(lines[3], "replace demo.Player.tags (a repeated string field) at tags from series.string_values");
+}
+
+TEST(StatementPlan, FailedCompilationLeavesThePlan) {
+    StatementPlan plan = Compiled("GET scores");
+    StatementError error;
+    EXPECT_EQ(StatementPlan::Compile("GET scroes", PlayerRecord::Type(), {}, plan, error),
+              COMMON_ERR_INVALID_FIELD_NAME);
+    EXPECT_EQ(plan.Text(), "GET scores");
+    EXPECT_EQ(error.statement, 1);
+    EXPECT_EQ(error.offset, 4U);
+    EXPECT_EQ(error.length, 6U);
+    EXPECT_EQ(error.line, 1);
+    EXPECT_EQ(error.column, 5);
+    EXPECT_EQ(error.text, "scroes");
+    EXPECT_EQ(error.hint, "did you mean 'scores'?");
+}
+
+TEST(StatementPlan, ColumnsCountCodePointsAndOffsetsBytes) {
+    StatementPlan plan;
+    StatementError error;
+    EXPECT_NE(
+        StatementPlan::Compile("PUSH tags = 'æøå';\n PUSH tags = ['é', 5]", PlayerRecord::Type(), {}, plan, error), 0);
+    EXPECT_EQ(error.statement, 2);
+    EXPECT_EQ(error.line, 2);
+    EXPECT_EQ(error.column, 20);
+    EXPECT_EQ(error.offset, 42U);
+    EXPECT_EQ(error.text, "5");
+}
+
+TEST(StatementPlan, ARecordOfAnotherTypeIsRefused) {
+    const StatementPlan plan = Compiled("GET scores");
+    PlayerRecord player("hand { sku: \"a\" qty: 1 }");
+    ProtobufRecord record;
+    record.m_pMessage = player.Message().GetReflection()->MutableMessage(&player.Message(), player.Field("hand"));
+    ExecutionResult result;
+    EXPECT_EQ(plan.Execute(record, {}, result), COMMON_ERR_INVALID_EXPR_TYPE);
+    record.m_pMessage = nullptr;
+    EXPECT_EQ(plan.Execute(record, {}, result), GEN_ERR_ERR);
+    StatementPlan unmade;
+    EXPECT_EQ(unmade.Execute(player.Record(), {}, result), GEN_ERR_ERR);
+    StatementError error;
+    EXPECT_EQ(StatementPlan::Compile("GET scores", nullptr, {}, unmade, error), GEN_ERR_ERR);
+}
+
+TEST(StatementPlan, AListOnAnArenaIsUndoneToo) {
+    google::protobuf::Arena arena;
+    std::unique_ptr<google::protobuf::Message> owned = PlayerRecord::NewPlayer();
+    google::protobuf::Message* message = owned->New(&arena);
+    PlayerRecord source("scores: [1, 2] items { sku: \"a\" qty: 1 }");
+    message->CopyFrom(source.Message());
+    message->GetReflection()->MutableUnknownFields(message)->AddVarint(77, 5);
+    const std::string before = message->ShortDebugString();
+    ProtobufRecord record;
+    record.m_pMessage = message;
+    ExecutionResult result;
+    EXPECT_EQ(Compiled("CLEAR items; POP scores[0]; PUSH scores[9] = 1").Execute(record, {}, result),
+              COMMON_ERR_INVALID_ARRAY_INDEX);
+    EXPECT_EQ(message->ShortDebugString(), before);
+    EXPECT_TRUE(result.statements.at(0).undone);
+    EXPECT_TRUE(result.statements.at(1).undone);
+    EXPECT_FALSE(result.statements.at(2).undone);
+    EXPECT_EQ(result.Matched(), 2);
+    EXPECT_EQ(result.Changed(), 0);
+}
+
+TEST(StatementReport, OneObjectAStatement) {
+    PlayerRecord player("scores: [1, 2, 3]");
+    ASSERT_EQ(player.Run("TAKE scores[1..]; PUSH tags = 'a\"b'"), 0);
+    EXPECT_EQ(ReportLine(0, player.Result().statements.at(0)),
+              R"({"record":0,"statement":1,"text":"TAKE scores[1..]","code":0,"codeName":"OK",)"
+              R"("field":"demo.Player.scores","matched":2,"changed":2,"positions":[1,2],"sizeBefore":3,"sizeAfter":1,)"
+              R"("elements":[2,3]})");
+    EXPECT_EQ(ReportLine(7, player.Result().statements.at(1)),
+              R"({"record":7,"statement":2,"text":"PUSH tags = 'a\"b'","code":0,"codeName":"OK",)"
+              R"("field":"demo.Player.tags","matched":1,"changed":1,"positions":[0],"sizeBefore":0,"sizeAfter":1})");
+}
+
+TEST(StatementReport, AFailureAndWhatItUndid) {
+    PlayerRecord player("scores: [1]");
+    ASSERT_EQ(player.Run("CLEAR scores; SET scores[3] = 1"), COMMON_ERR_INVALID_ARRAY_INDEX);
+    const auto first = nlohmann::json::parse(ReportLine(0, player.Result().statements.at(0)));
+    EXPECT_EQ(first.at("undone"), true);
+    EXPECT_EQ(first.at("changed"), 1);
+    EXPECT_EQ(ReportLine(0, player.Result().statements.at(1)),
+              R"({"record":0,"statement":2,"text":"SET scores[3] = 1","code":-4633,)"
+              R"("codeName":"COMMON_ERR_INVALID_ARRAY_INDEX","field":"demo.Player.scores",)"
+              R"("error":{"message":"index 3 is beyond 0 elements of demo.Player.scores","text":"3",)"
+              R"("offset":25,"line":1,"column":26}})");
+}
+
+TEST(StatementReport, WhatDoesNotCompileHasItsLineAlone) {
+    StatementPlan plan;
+    StatementError error;
+    const std::string text = "GET scroes";
+    ASSERT_NE(StatementPlan::Compile(text, PlayerRecord::Type(), {}, plan, error), 0);
+    const auto line = nlohmann::json::parse(ReportLine(0, error, text));
+    EXPECT_EQ(line.at("statement"), 1);
+    EXPECT_EQ(line.at("code"), COMMON_ERR_INVALID_FIELD_NAME);
+    EXPECT_EQ(line.at("error").at("hint"), "did you mean 'scores'?");
+}
+
+TEST(ParameterValue, ReadsJsonExactly) {
+    ParameterValue value;
+    std::string message;
+    EXPECT_EQ(ParameterValue::FromJson("18446744073709551615", value, message), 0);
+    EXPECT_EQ(value.kind, ParameterValue::Kind::UInt);
+    EXPECT_EQ(value.bits, std::numeric_limits<uint64_t>::max());
+    EXPECT_EQ(ParameterValue::FromJson("-9223372036854775808", value, message), 0);
+    EXPECT_EQ(value.kind, ParameterValue::Kind::Int);
+    EXPECT_EQ(static_cast<int64_t>(value.bits), std::numeric_limits<int64_t>::min());
+    EXPECT_EQ(ParameterValue::FromJson("[true, null, [1.5, \"a\"]]", value, message), 0);
+    ASSERT_EQ(value.items.size(), 3U);
+    EXPECT_TRUE(value.items[0].boolean);
+    EXPECT_EQ(value.items[1].kind, ParameterValue::Kind::Null);
+    EXPECT_EQ(value.items[2].items.at(0).number, 1.5);
+    EXPECT_EQ(value.items[2].items.at(1).text, "a");
+}
+
+TEST(ParameterValue, RefusesWhatItCannotHold) {
+    ParameterValue value = ParameterValue::MakeInt(4);
+    std::string message;
+    EXPECT_EQ(ParameterValue::FromJson("18446744073709551616", value, message), GEN_ERR_ERR);
+    EXPECT_EQ(message, "the integer 18446744073709551616 is beyond 64 bits");
+    EXPECT_EQ(ParameterValue::FromJson("{\"a\": 1}", value, message), COMMON_ERR_INVALID_EXPR_TYPE);
+    EXPECT_EQ(ParameterValue::FromJson("[1,", value, message), GEN_ERR_ERR);
+    EXPECT_EQ(ParameterValue::FromJson("", value, message), GEN_ERR_ERR);
+    EXPECT_EQ(ParameterValue::FromJson(std::string(100000, '['), value, message), COMMON_ERR_INVALID_EXPR_TYPE);
+    EXPECT_EQ(value.bits, 4U) << "a refused text leaves the value";
+}
+
+TEST(RecordCondition, HoldsOnlyWhereItIsTrue) {
+    RecordCondition condition;
+    StatementError error;
+    StatementParameters parameters;
+    parameters.named["min"] = ParameterValue::MakeInt(3);
+    ASSERT_EQ(RecordCondition::Compile("hits > :min AND size(scores) = 0", PlayerRecord::Type(), parameters, condition,
+                                       error),
+              0);
+    for (const auto& expected : std::vector<std::pair<std::string, bool>>{
+             {"hits: 4", true}, {"hits: 3", false}, {"", false}, {"hits: 4 scores: 1", false}}) {
+        PlayerRecord player(expected.first);
+        bool holds = !expected.second;
+        EXPECT_EQ(condition.Holds(player.Record(), holds, error), 0);
+        EXPECT_EQ(holds, expected.second) << expected.first;
+    }
+}
+
+TEST(RecordCondition, TellsWhatIsWrong) {
+    RecordCondition condition;
+    StatementError error;
+    EXPECT_EQ(RecordCondition::Compile("hits >", PlayerRecord::Type(), {}, condition, error),
+              COMMON_ERR_INVALID_EXPR_SYNTAX);
+    EXPECT_EQ(RecordCondition::Compile("hist > 1", PlayerRecord::Type(), {}, condition, error),
+              COMMON_ERR_INVALID_FIELD_NAME);
+    EXPECT_EQ(error.column, 1);
+    EXPECT_EQ(RecordCondition::Compile("hits > :x", PlayerRecord::Type(), {}, condition, error),
+              COMMON_ERR_INVALID_FIELD_NAME);
+    ASSERT_EQ(RecordCondition::Compile("1 / hits = 1", PlayerRecord::Type(), {}, condition, error), 0);
+    PlayerRecord player("hits: 0");
+    bool holds = false;
+    EXPECT_EQ(condition.Holds(player.Record(), holds, error), COMMON_ERR_INVALID_EXPR_TYPE);
+}
+
+}  // namespace
