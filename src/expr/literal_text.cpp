@@ -84,6 +84,10 @@ void AppendDouble(double value, std::string& out) {
 }
 
 void AppendName(const std::string& name, std::string& out) {
+    if (name.empty()) {
+        out += "''";
+        return;
+    }
     for (size_t i = 0; i < name.size();) {
         const CodePoint point = CodePointAt(name, i);
         if (!point.isValid || IsUnsafeCodePoint(point.value)) {

@@ -16,7 +16,7 @@ void AppendBytes(const void* data, size_t size, std::string& out);
 // The shortest text that parses back to the same double, with a point or an exponent: 5.0, 1e+22, -inf.
 void AppendDouble(double value, std::string& out);
 
-// Names and selectors as they are, unless that would be unsafe to show: then quoted.
+// Names and selectors as they are; quoted when they are empty or unsafe to show.
 void AppendName(const std::string& name, std::string& out);
 
 }  // namespace OstraneCommon

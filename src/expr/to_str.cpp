@@ -201,16 +201,28 @@ void AppendLiteral(const ExprVariant& value, std::string& out) {
             AppendBytes(value.m_str.data(), value.m_str.size(), out);
             return;
         case EXPR_STRING_PTR:
-            value.m_data.pStr != nullptr ? AppendQuoted(*value.m_data.pStr, out) : AppendName("null", out);
+            if (value.m_data.pStr == nullptr) {
+                out += "null";
+                return;
+            }
+            AppendQuoted(*value.m_data.pStr, out);
             return;
         case EXPR_CSTR:
-            value.m_data.pCStr != nullptr ? AppendQuoted(value.m_data.pCStr, out) : AppendName("null", out);
+            if (value.m_data.pCStr == nullptr) {
+                out += "null";
+                return;
+            }
+            AppendQuoted(value.m_data.pCStr, out);
             return;
         case EXPR_BUFF:
             AppendBytes(value.m_data.buff.ptr, value.m_data.buff.size, out);
             return;
         case EXPR_QUESTION:
-            out += value.m_str.empty() ? "?" : ":";
+            if (value.m_str.empty()) {
+                out += "?";
+                return;
+            }
+            out += ":";
             AppendName(value.m_str, out);
             return;
         case EXPR_UNRESOLVE:
