@@ -91,6 +91,10 @@ void AddStatementOptions(CLI::App& app, Arguments& arguments, const char* name) 
         ->expected(1)
         ->take_all()
         ->allow_extra_args(false);
+    app.add_option("--where", arguments.where, "Only the records for which this condition is true")->type_name("EXPR");
+    app.add_option("--report", arguments.report, "Write what each statement did to each record, as JSON lines")
+        ->type_name("FILE");
+    app.add_flag("--keep-going", arguments.keepGoing, "Pass over a record that fails, and go on");
     app.add_flag("--strict", arguments.strict, "A selector that selects nothing is an error");
     app.add_flag("--partial", arguments.partial, "Records may lack required fields");
     app.add_option_function<std::string>(
@@ -120,7 +124,7 @@ void AddApply(CLI::App& app, Arguments& arguments, RawFormats& formats) {
         ->type_name("FORMAT")
         ->group(group);
     AddStatementOptions(*apply, arguments, "STATEMENTS");
-    apply->add_flag("--dry-run", arguments.dryRun, "Write nothing; say what would have changed");
+    apply->add_flag("--dry-run", arguments.dryRun, "Write no record; say what would have changed");
     apply->footer(APPLY_FOOTER);
     apply->callback([&arguments] { arguments.command = Command::Apply; });
 }
@@ -189,6 +193,13 @@ bool CheckArguments(const RawFormats& formats, Arguments& arguments, int& exitSt
     if (arguments.statements.empty() == arguments.statementFile.empty()) {
         return FailUsage(arguments.statements.empty() ? "give the statements, or a file of them with --file"
                                                       : "statements on the command line and --file exclude each other",
+                         exitStatus);
+    }
+    if (arguments.report == "-" && !arguments.WritesFile()) {
+        return FailUsage(arguments.command == Command::Get
+                             ? "the elements go to stdout: --report needs a file"
+                             : "--report - is stdout, where the record goes: send the record to a file with --out or "
+                               "--in-place",
                          exitStatus);
     }
     if (arguments.inPlace && arguments.inFile.empty()) {

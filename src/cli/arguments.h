@@ -29,11 +29,14 @@ struct Arguments {
     std::string statements;
     std::string statementFile;            // empty: `statements` is the text
     std::vector<std::string> parameters;  // NAME=JSON
+    std::string where;                    // empty: every record
     bool strict = false;
     bool partial = false;
     bool dryRun = false;
     bool camelNames = false;
     bool positions = false;
+    std::string report;  // empty: none; "-": stdout
+    bool keepGoing = false;
     LogLevel log = LogLevel::Off;
 
     bool WritesFile() const { return inPlace || !outFile.empty(); }

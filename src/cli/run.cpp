@@ -2,185 +2,113 @@
 
 #include <unistd.h>
 
-#include <cstdint>
 #include <string>
 
 #include "common/err_code.h"
 #include "record/output_file.h"
 #include "record/statement_result.h"
+#include "record_loop.h"
+#include "report.h"
 #include "session.h"
 #include "terminal.h"
 
 namespace OstraneCli {
 
-using OstraneRecord::ExecutionResult;
 using OstraneRecord::InputError;
 using OstraneRecord::OutputFile;
-using OstraneRecord::StatementResult;
 
 namespace {
 
-// What a run did, for its summary.
-struct Totals {
-    int64_t records = 0;
-    int64_t matched = 0;
-    int64_t changed = 0;
-    int64_t failed = 0;
-
-    void Add(const ExecutionResult& result) {
-        ++records;
-        matched += result.Matched();
-        changed += result.Changed();
-    }
-    std::string Show() const {
-        return "records " + std::to_string(records) + ", matched " + std::to_string(matched) + ", changed " +
-               std::to_string(changed) + ", failed " + std::to_string(failed);
-    }
-};
-
-int FailOutput(const InputError& error) {
-    PrintInputError(error);
-    return EXIT_NOT_POSSIBLE;
-}
-
-// Prints what the statements select, one element a line.
-class ElementPrinter {
-public:
-    ElementPrinter(const Arguments& arguments, const Session& session) : m_arguments(arguments), m_session(session) {
-        m_out.UseDescriptor(STDOUT_FILENO, "standard output");
-    }
-
-    int Print(const ExecutionResult& result) {
-        for (const StatementResult& statement : result.statements) {
-            for (size_t i = 0; i < statement.elements.size(); ++i) {
-                const std::string line = Prefix(statement, i) + statement.elements[i] + "\n";
-                if (m_out.Write(line, m_error) != 0) {
-                    return FailOutput(m_error);
-                }
-            }
-            if (statement.unknownFields && !m_hasToldUnknown) {
-                m_hasToldUnknown = true;
-                PrintNote("note: unknown fields of what was selected are left out");
-            }
-        }
-        return EXIT_DONE;
-    }
-    int Finish() { return m_out.Commit(m_error) == 0 ? EXIT_DONE : FailOutput(m_error); }
-
-private:
-    std::string Prefix(const StatementResult& statement, size_t index) const {
-        if (!m_arguments.positions) {
-            return std::string();
-        }
-        const std::string record = m_session.IsStream() ? std::to_string(m_session.Reader().Index()) + "\t" : "";
-        // A singular field has no positions.
-        const bool hasPosition = index < statement.positions.size();
-        return record + (hasPosition ? std::to_string(statement.positions[index]) : "") + "\t";
-    }
-
-    const Arguments& m_arguments;
-    const Session& m_session;
-    OutputFile m_out;
-    InputError m_error;
-    bool m_hasToldUnknown = false;
-};
-
-// Whether any statement of the plan satisfies `test`.
-template <typename Test>
-bool AnyStatement(const OstraneRecord::StatementPlan& plan, Test test) {
+// Whether any statement of the plan hands elements out.
+bool HasElements(const OstraneRecord::StatementPlan& plan) {
     for (size_t i = 0; i < plan.StatementCount(); ++i) {
-        if (test(i)) {
+        if (plan.HasElements(i)) {
             return true;
         }
     }
     return false;
 }
 
-int WriteRecord(const Session& session, const Arguments& arguments, OutputFile& out) {
-    InputError error;
-    std::string bytes;
-    if (OstraneRecord::EncodeRecord(arguments.outFormat, session.Message(), session.Codec(), bytes, error) != 0) {
-        error.file = session.Reader().Place();
-        return FailOutput(error);
+// Opens the report and gets everything ready; statements that do not compile stand in the report.
+int Start(Session& session, Report& report) {
+    int status = report.Open();
+    if (status != EXIT_DONE) {
+        return status;
     }
-    return out.Write(bytes, error) == 0 ? EXIT_DONE : FailOutput(error);
+    status = session.Start();
+    if (status == EXIT_STATEMENT_FAILED && session.StartError().code != 0) {
+        const int reported = report.Add(session.StartError(), session.Statements());
+        return reported == EXIT_DONE && report.Finish() == EXIT_DONE ? status : EXIT_NOT_POSSIBLE;
+    }
+    return status;
 }
 
-int ApplyToRecords(Session& session, const Arguments& arguments, OutputFile& out, ElementPrinter& printer,
-                   Totals& totals) {
-    for (;;) {
-        bool hasRecord = false;
-        int status = session.NextRecord(hasRecord);
-        if (status != EXIT_DONE || !hasRecord) {
-            return status;
-        }
-        ExecutionResult result;
-        status = session.Execute(result);
-        if (status != EXIT_DONE) {
-            ++totals.records;
-            ++totals.failed;
-            return status;
-        }
-        totals.Add(result);
-        if (arguments.WritesFile() || arguments.dryRun) {
-            status = printer.Print(result);
-        }
-        if (status == EXIT_DONE && !arguments.dryRun) {
-            status = WriteRecord(session, arguments, out);
-        }
-        if (status != EXIT_DONE) {
-            return status;
-        }
+// Finishes what was written to; the first thing that went wrong decides.
+int Finish(OutputFile& out, int status) {
+    InputError error;
+    if (out.Commit(error) == 0) {
+        return status;
     }
+    PrintInputError(error);
+    return status == EXIT_DONE || status == EXIT_STATEMENT_FAILED ? EXIT_NOT_POSSIBLE : status;
 }
 
 }  // namespace
 
 int RunApply(const Arguments& arguments) {
+    Report report(arguments);
     Session session(arguments);
-    int status = session.Start();
+    int status = Start(session, report);
     if (status != EXIT_DONE) {
         return status;
     }
-    const OstraneRecord::StatementPlan& plan = session.Plan();
-    const bool hasElements = AnyStatement(plan, [&plan](size_t i) { return plan.HasElements(i); });
-    if (hasElements && !arguments.WritesFile() && !arguments.dryRun) {
+    const bool hasOtherPlace = arguments.WritesFile() || arguments.dryRun || !arguments.report.empty();
+    if (HasElements(session.Plan()) && !hasOtherPlace) {
         PrintUsageError(
             "GET and TAKE print to stdout, where the record goes too: send the record to a file with --out or "
-            "--in-place, or read with ostrane get");
+            "--in-place, what they select to one with --report, or read with ostrane get");
         return EXIT_NOT_POSSIBLE;
     }
-    OutputFile out;
+    OutputFile records;
+    OutputFile elements;
     InputError error;
+    elements.UseDescriptor(STDOUT_FILENO, "standard output");
     if (!arguments.WritesFile()) {
-        out.UseDescriptor(STDOUT_FILENO, "standard output");
-    } else if (!arguments.dryRun && out.Replace(arguments.inPlace ? arguments.inFile : arguments.outFile, error) != 0) {
-        return FailOutput(error);
+        records.UseDescriptor(STDOUT_FILENO, "standard output");
+    } else if (!arguments.dryRun &&
+               records.Replace(arguments.inPlace ? arguments.inFile : arguments.outFile, error) != 0) {
+        PrintInputError(error);
+        return EXIT_NOT_POSSIBLE;
     }
+    Destinations to;
+    to.report = &report;
+    to.records = arguments.dryRun ? nullptr : &records;
+    const bool isStdoutFree = (arguments.WritesFile() || arguments.dryRun) && arguments.report != "-";
+    to.elements = isStdoutFree ? &elements : nullptr;
 
-    Totals totals;
-    ElementPrinter printer(arguments, session);
-    status = ApplyToRecords(session, arguments, out, printer, totals);
-    // Onto stdout the records before a failing one are written; a file is left as it was.
-    const bool isWritten = !arguments.dryRun && (status == EXIT_DONE || !arguments.WritesFile());
-    const int printed = printer.Finish();
-    if (status == EXIT_DONE) {
-        status = printed;
+    RecordLoop loop(arguments, session, to);
+    status = loop.Run();
+    status = Finish(elements, status);
+    if (report.Finish() != EXIT_DONE) {
+        status = EXIT_NOT_POSSIBLE;
     }
-    if (isWritten && (status == EXIT_DONE || !arguments.WritesFile()) && out.Commit(error) != 0) {
-        status = FailOutput(error);
+    // Onto stdout the records before a failing one are written; a file is left as it was.
+    const bool isWhole = !loop.HasStopped() && status != EXIT_NOT_POSSIBLE;
+    if (to.records != nullptr && (isWhole || !arguments.WritesFile())) {
+        status = Finish(records, status);
     }
     if (arguments.dryRun) {
-        PrintNote("dry run, nothing written: " + totals.Show());
+        PrintNote("dry run, nothing written: " + loop.Sums().Show());
     } else if (session.IsStream()) {
-        PrintNote(totals.Show());
+        PrintNote(loop.Sums().Show());
     }
     return status;
 }
 
 int RunGet(const Arguments& arguments) {
+    Report report(arguments);
     Session session(arguments);
-    int status = session.Start();
+    int status = Start(session, report);
     if (status != EXIT_DONE) {
         return status;
     }
@@ -189,30 +117,20 @@ int RunGet(const Arguments& arguments) {
         PrintUsageError("get takes one GET statement; ostrane apply runs the others");
         return EXIT_NOT_POSSIBLE;
     }
-    Totals totals;
-    ElementPrinter printer(arguments, session);
-    for (;;) {
-        bool hasRecord = false;
-        status = session.NextRecord(hasRecord);
-        if (status != EXIT_DONE || !hasRecord) {
-            break;
-        }
-        ExecutionResult result;
-        status = session.Execute(result);
-        totals.Add(result);
-        totals.failed += status == EXIT_DONE ? 0 : 1;
-        if (status == EXIT_DONE) {
-            status = printer.Print(result);
-        }
-        if (status != EXIT_DONE) {
-            break;
-        }
+    OutputFile elements;
+    elements.UseDescriptor(STDOUT_FILENO, "standard output");
+    Destinations to;
+    to.report = &report;
+    to.elements = &elements;
+    RecordLoop loop(arguments, session, to);
+    status = Finish(elements, loop.Run());
+    if (report.Finish() != EXIT_DONE) {
+        status = EXIT_NOT_POSSIBLE;
     }
-    const int printed = printer.Finish();
     if (session.IsStream()) {
-        PrintNote(totals.Show());
+        PrintNote(loop.Sums().Show());
     }
-    return status == EXIT_DONE ? printed : status;
+    return status;
 }
 
 int RunCodes() {

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -60,8 +61,9 @@ OstraneRecord::CodecOptions Session::Codec() const {
 
 int Session::Start() {
     int status = EXIT_DONE;
-    for (const auto step : {&Session::OpenLog, &Session::LoadSchema, &Session::ReadStatements,
-                            &Session::CompileStatements, &Session::BindParameters, &Session::OpenInput}) {
+    for (const auto step :
+         {&Session::OpenLog, &Session::LoadSchema, &Session::ReadStatements, &Session::CompileStatements,
+          &Session::ReadParameters, &Session::CompileCondition, &Session::BindParameters, &Session::OpenInput}) {
         status = (this->*step)();
         if (status != EXIT_DONE) {
             return status;
@@ -123,17 +125,15 @@ int Session::CompileStatements() {
     options.strict = m_arguments.strict;
     options.partial = m_arguments.partial;
     options.camelNames = m_arguments.camelNames;
-    StatementError error;
-    if (OstraneRecord::StatementPlan::Compile(m_statements, m_pType, options, m_plan, error) != 0) {
-        PrintStatementError(error, m_statements, m_arguments.statementFile);
+    if (OstraneRecord::StatementPlan::Compile(m_statements, m_pType, options, m_plan, m_startError) != 0) {
+        PrintStatementError(m_startError, m_statements, m_arguments.statementFile);
         return EXIT_STATEMENT_FAILED;
     }
     return EXIT_DONE;
 }
 
 // One NAME=JSON; a name of digits is a number of `?`.
-int Session::ReadParameter(const std::string& text, std::map<int, ParameterValue>& numbered,
-                           std::map<std::string, ParameterValue>& named) {
+int Session::ReadParameter(const std::string& text, std::map<int, ParameterValue>& numbered) {
     const size_t equals = text.find('=');
     const std::string name = text.substr(0, equals);
     if (equals == std::string::npos || name.empty()) {
@@ -152,32 +152,57 @@ int Session::ReadParameter(const std::string& text, std::map<int, ParameterValue
         PrintUsageError("--param " + name + ": parameters count from 1");
         return EXIT_NOT_POSSIBLE;
     }
-    if (isNumber ? !numbered.emplace(number, value).second : !named.emplace(name, value).second) {
+    if (isNumber ? !numbered.emplace(number, value).second : !m_parameters.named.emplace(name, value).second) {
         PrintUsageError("--param " + name + " is given twice");
         return EXIT_NOT_POSSIBLE;
     }
     return EXIT_DONE;
 }
 
-int Session::BindParameters() {
-    OstraneRecord::StatementParameters parameters;
+int Session::ReadParameters() {
     std::map<int, ParameterValue> numbered;
     for (const std::string& text : m_arguments.parameters) {
-        if (ReadParameter(text, numbered, parameters.named) != EXIT_DONE) {
+        if (ReadParameter(text, numbered) != EXIT_DONE) {
             return EXIT_NOT_POSSIBLE;
         }
     }
     for (const auto& [number, value] : numbered) {
-        if (static_cast<size_t>(number) != parameters.positional.size() + 1) {
-            PrintUsageError("--param " + std::to_string(number) + " is given, but --param " +
-                            std::to_string(parameters.positional.size() + 1) + " is not");
+        const size_t next = m_parameters.positional.size() + 1;
+        if (static_cast<size_t>(number) != next) {
+            PrintUsageError("--param " + std::to_string(number) + " is given, but --param " + std::to_string(next) +
+                            " is not");
             return EXIT_NOT_POSSIBLE;
         }
-        parameters.positional.push_back(value);
+        m_parameters.positional.push_back(value);
     }
-    StatementError error;
-    if (m_plan.Bind(parameters, m_bound, error) != 0) {
-        PrintStatementError(error, m_statements, m_arguments.statementFile);
+    return EXIT_DONE;
+}
+
+// The numbers of `?` count through the statements: a condition has named parameters alone.
+int Session::CompileCondition() {
+    if (m_arguments.where.empty()) {
+        return EXIT_DONE;
+    }
+    OstraneRecord::StatementParameters parameters;
+    parameters.named = m_parameters.named;
+    if (OstraneRecord::RecordCondition::Compile(m_arguments.where, m_pType, parameters, m_condition, m_startError) !=
+        0) {
+        PrintStatementError(m_startError, m_arguments.where, "--where");
+        return EXIT_STATEMENT_FAILED;
+    }
+    return EXIT_DONE;
+}
+
+// What the condition alone asks for is not the statements'; what neither asks for is told as not known.
+int Session::BindParameters() {
+    const std::vector<std::string> ofStatements = m_plan.ParameterNames();
+    for (const std::string& name : m_condition.ParameterNames()) {
+        if (std::find(ofStatements.begin(), ofStatements.end(), name) == ofStatements.end()) {
+            m_parameters.named.erase(name);
+        }
+    }
+    if (m_plan.Bind(m_parameters, m_bound, m_startError) != 0) {
+        PrintStatementError(m_startError, m_statements, m_arguments.statementFile);
         return EXIT_STATEMENT_FAILED;
     }
     return EXIT_DONE;
@@ -218,15 +243,35 @@ int Session::OpenInput() {
     return EXIT_DONE;
 }
 
-int Session::NextRecord(bool& hasRecord) {
+int Session::Next(bool& hasRecord) {
     InputError error;
-    int code = m_pReader->Next(hasRecord, error);
-    if (code == 0 && hasRecord) {
-        code = m_pReader->Decode(Codec(), *m_pMessage, error);
-    }
-    if (code != 0) {
+    if (m_pReader->Next(hasRecord, error) != 0) {
         PrintInputError(error);
         return EXIT_NOT_POSSIBLE;
+    }
+    return EXIT_DONE;
+}
+
+int Session::Decode() {
+    InputError error;
+    if (m_pReader->Decode(Codec(), *m_pMessage, error) != 0) {
+        PrintInputError(error);
+        return EXIT_NOT_POSSIBLE;
+    }
+    return EXIT_DONE;
+}
+
+// Of a single record the error needs no place.
+std::string Session::RecordPlace() const {
+    return IsStream() ? m_pReader->Place() : std::string();
+}
+
+int Session::IsWanted(bool& isWanted) {
+    isWanted = true;
+    StatementError error;
+    if (!m_arguments.where.empty() && m_condition.Holds(m_record, isWanted, error) != 0) {
+        PrintStatementError(error, m_arguments.where, IsStream() ? "--where, " + RecordPlace() : "--where");
+        return EXIT_STATEMENT_FAILED;
     }
     return EXIT_DONE;
 }
@@ -235,7 +280,7 @@ int Session::Execute(OstraneRecord::ExecutionResult& result) {
     if (m_bound.Execute(m_record, result) == 0) {
         return EXIT_DONE;
     }
-    PrintStatementError(result.error, m_statements, IsStream() ? m_pReader->Place() : std::string());
+    PrintStatementError(result.error, m_statements, RecordPlace());
     return EXIT_STATEMENT_FAILED;
 }
 

@@ -28,11 +28,19 @@ public:
 
     // Everything before the first record.
     int Start();
-    // Goes to the next record, read into Record(). `hasRecord` is false at the end.
-    int NextRecord(bool& hasRecord);
+    // Why the statements, the condition or the parameters do not fit; its code is 0 when they do.
+    const OstraneRecord::StatementError& StartError() const { return m_startError; }
+
+    // Goes to the next record. `hasRecord` is false at the end.
+    int Next(bool& hasRecord);
+    // Reads the current record into Message().
+    int Decode();
+    // Whether the condition on records is true of the current one, or there is none.
+    int IsWanted(bool& isWanted);
     // Runs the statements on the current record; what went wrong is told.
     int Execute(OstraneRecord::ExecutionResult& result);
 
+    const std::string& Statements() const { return m_statements; }
     const OstraneRecord::StatementPlan& Plan() const { return m_plan; }
     const OstraneRecord::RecordReader& Reader() const { return *m_pReader; }
     const google::protobuf::Message& Message() const { return *m_pMessage; }
@@ -44,9 +52,11 @@ private:
     int LoadSchema();
     int ReadStatements();
     int CompileStatements();
-    int ReadParameter(const std::string& text, std::map<int, OstraneRecord::ParameterValue>& numbered,
-                      std::map<std::string, OstraneRecord::ParameterValue>& named);
+    int ReadParameter(const std::string& text, std::map<int, OstraneRecord::ParameterValue>& numbered);
+    int ReadParameters();
+    int CompileCondition();
     int BindParameters();
+    std::string RecordPlace() const;
     int OpenInput();
     int LockInput();
 
@@ -56,7 +66,10 @@ private:
     const google::protobuf::Descriptor* m_pType = nullptr;
     std::string m_statements;
     OstraneRecord::StatementPlan m_plan;
+    OstraneRecord::StatementParameters m_parameters;
+    OstraneRecord::RecordCondition m_condition;
     OstraneRecord::BoundPlan m_bound;
+    OstraneRecord::StatementError m_startError;
     std::unique_ptr<google::protobuf::Message> m_pMessage;
     ProtobufRecord m_record;
     int m_input = -1;

@@ -136,12 +136,7 @@ bool EncodeText(const Message& message, std::string& bytes) {
 }
 
 bool EncodeDelimited(const Message& message, std::string& bytes) {
-    size_t length = message.ByteSizeLong();
-    while (length >= 0x80) {
-        bytes += static_cast<char>((length & 0x7F) | 0x80);
-        length >>= 7;
-    }
-    bytes += static_cast<char>(length);
+    bytes = DelimitedLength(message.ByteSizeLong());
     return SerializeDeterministic(message, bytes);
 }
 
@@ -234,6 +229,16 @@ bool FormatOfFile(const std::string& path, RecordFormat& format) {
         }
     }
     return false;
+}
+
+std::string DelimitedLength(size_t size) {
+    std::string bytes;
+    while (size >= 0x80) {
+        bytes += static_cast<char>((size & 0x7F) | 0x80);
+        size >>= 7;
+    }
+    bytes += static_cast<char>(size);
+    return bytes;
 }
 
 bool IsStream(RecordFormat format) {

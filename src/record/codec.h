@@ -57,6 +57,9 @@ int DecodeRecord(RecordFormat format, const char* bytes, size_t size, const Code
 int EncodeRecord(RecordFormat format, const google::protobuf::Message& message, const CodecOptions& options,
                  std::string& bytes, InputError& error);
 
+// The varint that stands before `size` bytes of a record in a delimited stream.
+std::string DelimitedLength(size_t size);
+
 }  // namespace OstraneRecord
 
 #endif  // OSTRANE_RECORD_CODEC_H_

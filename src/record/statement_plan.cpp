@@ -10,6 +10,7 @@
 #include "common/protobuf_record.h"
 #include "record/compiled_statements.h"
 #include "record/plan_describe.h"
+#include "record/plan_expr.h"
 #include "record/statement_compiler.h"
 #include "record/statement_executor.h"
 
@@ -20,6 +21,7 @@ struct CompiledCondition {
     const google::protobuf::Descriptor* descriptor = nullptr;
     OstraneCommon::ExprParseContext context;
     OstraneCommon::BoundExpr bound;
+    std::vector<std::string> parameterNames;
 };
 
 namespace {
@@ -245,6 +247,10 @@ bool StatementPlan::Changes(size_t index) const {
     return IsChange(m_pCompiled->statements.at(index));
 }
 
+std::vector<std::string> StatementPlan::ParameterNames() const {
+    return m_pCompiled == nullptr ? std::vector<std::string>() : m_pCompiled->list.parameterNames;
+}
+
 std::vector<std::string> StatementPlan::Describe() const {
     std::vector<std::string> lines;
     if (m_pCompiled == nullptr) {
@@ -277,9 +283,20 @@ int RecordCondition::Compile(const std::string& text, const Descriptor* descript
             failure.error.code = ret;
             return Tell(failure, text, 1, error);
         }
+        std::vector<const OstraneCommon::Expr*> questions;
+        CollectParameters(tree, questions);
+        for (const OstraneCommon::Expr* question : questions) {
+            if (!question->m_self.m_str.empty()) {
+                compiled->parameterNames.push_back(question->m_self.m_str);
+            }
+        }
         out.m_pCompiled = std::move(compiled);
         return 0;
     });
+}
+
+std::vector<std::string> RecordCondition::ParameterNames() const {
+    return m_pCompiled == nullptr ? std::vector<std::string>() : m_pCompiled->parameterNames;
 }
 
 int RecordCondition::Holds(ProtobufRecord& record, bool& holds, StatementError& error) const {

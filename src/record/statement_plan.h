@@ -84,6 +84,8 @@ public:
     // Whether statement `index`, from 0, hands elements out (GET, TAKE), and whether it changes the record.
     bool HasElements(size_t index) const;
     bool Changes(size_t index) const;
+    // Of the parameters written `:name`, each once, without the colon.
+    std::vector<std::string> ParameterNames() const;
     // What will be done, for a person: one line a statement, naming target, selection, source and checks.
     std::vector<std::string> Describe() const;
 
@@ -101,6 +103,9 @@ public:
     // Whether the condition is true of the record; false for NULL. Returns 0 or a negative code with the
     // reason in `error`.
     int Holds(ProtobufRecord& record, bool& holds, StatementError& error) const;
+
+    // Of the parameters written `:name`, as often as they stand there, without the colon.
+    std::vector<std::string> ParameterNames() const;
 
 private:
     std::shared_ptr<const CompiledCondition> m_pCompiled;

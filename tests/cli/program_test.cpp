@@ -1,11 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
+#include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -252,7 +253,7 @@ TEST(Options, Partial) {
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.err,
               "error -537 COMMON_ERR_INVALID_MEMBER_VARIABLE_VALUE: standard input:1:1: a record of demo.Player lacks "
-              "required fields: name\nrecords 0, matched 0, changed 0, failed 0\n");
+              "required fields: name\nrecords 1, matched 0, changed 0, failed 1\n");
     const Outcome partial =
         RunOstrane(Player("apply", {"--in-format", "ndjson", "--partial", "PUSH scores = 2"}), setup);
     EXPECT_EQ(partial.status, 0) << partial.err;
@@ -582,6 +583,171 @@ TEST(Stream, ACutOneIsWrittenUpToTheCut) {
     EXPECT_EQ(outcome.out, "{\"name\":\"a\",\"level\":3}\n{\"name\":\"b\",\"level\":3}\n");
     EXPECT_THAT(outcome.err,
                 HasSubstr("the input ends inside record 2: 5 bytes wanted, 1 left; the record starts at byte 8\n"));
+}
+
+// Three records; the second has no scores.
+constexpr char THREE[] =
+    "{\"name\":\"a\",\"scores\":[1]}\n{ \"name\": \"b\" }\n{\"name\":\"c\",\"level\":9,\"scores\":[1,2]}\n";
+
+TEST(Where, OtherRecordsPassThrough) {
+    const Outcome outcome =
+        RunOstrane(Player("apply", {"--in-format", "ndjson", "--where", "size(scores) > 0", "PUSH scores[0] = 7"}),
+                   WithInput(THREE));
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out,
+              "{\"name\":\"a\",\"scores\":[7,1]}\n{ \"name\": \"b\" }\n"
+              "{\"name\":\"c\",\"level\":9,\"scores\":[7,1,2]}\n");
+    EXPECT_EQ(outcome.err, "records 3, matched 2, changed 2, failed 0\n");
+}
+
+TEST(Where, GetReadsOnlyTheRecordsThatItChooses) {
+    const Outcome outcome = RunOstrane(
+        Player("get", {"--in-format", "ndjson", "--where", "name = :n", "--param", "n=\"c\"", "GET scores[*]"}),
+        WithInput(THREE));
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, "1\n2\n");
+}
+
+TEST(Where, ParametersAreSharedWithTheStatements) {
+    const std::vector<std::string> rest = {"--in-format", "ndjson", "--where", "level = :l",
+                                           "--param",     "l=9",    "--param", "x=5"};
+    const auto apply = [&rest](const std::string& statements) {
+        std::vector<std::string> all = rest;
+        all.push_back(statements);
+        return RunOstrane(Player("apply", all), WithInput(THREE));
+    };
+    EXPECT_THAT(apply("SET level = :x").out, HasSubstr("{\"name\":\"c\",\"level\":5,"));
+    EXPECT_THAT(apply("SET level = :x + :l").out, HasSubstr("{\"name\":\"c\",\"level\":14,"));
+    // A parameter that neither asks for is a slip of the pen.
+    const Outcome unused = apply("SET level = 1");
+    EXPECT_EQ(unused.status, 1);
+    EXPECT_THAT(unused.err, HasSubstr("the statements have no parameter :x"));
+}
+
+TEST(Where, ErrorsAreToldInItsOwnText) {
+    const Outcome unknown = RunOstrane(
+        Player("apply", {"--in-format", "ndjson", "--where", "levle > 3", "CLEAR scores"}), WithInput(THREE));
+    EXPECT_EQ(unknown.status, 1);
+    EXPECT_EQ(unknown.out, "");
+    EXPECT_THAT(unknown.err, AllOf(StartsWith("error -4889 COMMON_ERR_INVALID_FIELD_NAME: "),
+                                   HasSubstr("\n  levle > 3\n  ^\n"), HasSubstr("\n  in --where\n")));
+    const Outcome divided =
+        RunOstrane(Player("apply", {"--in-format", "ndjson", "--where", "1 / size(scores) > 0", "CLEAR scores"}),
+                   WithInput(THREE));
+    EXPECT_EQ(divided.status, 1);
+    EXPECT_EQ(divided.out, "{\"name\":\"a\"}\n");
+    EXPECT_THAT(divided.err, HasSubstr("\n  in --where, standard input:2\n"));
+}
+
+TEST(KeepGoing, AFailingRecordPassesThroughUnchanged) {
+    const Outcome outcome =
+        RunOstrane(Player("apply", {"--in-format", "ndjson", "--keep-going", "SET scores[0] = 7"}), WithInput(THREE));
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out,
+              "{\"name\":\"a\",\"scores\":[7]}\n{ \"name\": \"b\" }\n"
+              "{\"name\":\"c\",\"level\":9,\"scores\":[7,2]}\n");
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("\n  in standard input:2\n"),
+                                   HasSubstr("\nrecords 3, matched 2, changed 2, failed 1\n")));
+}
+
+TEST(KeepGoing, SoDoesOneThatCannotBeRead) {
+    TempFolder folder;
+    const std::string in = folder.Write("a.ndjson", "{\"name\":\"a\"}\n{broken\n{\"name\":\"c\"}\n");
+    const Outcome outcome = RunOstrane(Player("apply", {"--in", in, "--in-place", "--keep-going", "SET level = 1"}));
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(folder.Read("a.ndjson"), "{\"name\":\"a\",\"level\":1}\n{broken\n{\"name\":\"c\",\"level\":1}\n");
+    EXPECT_EQ(Short(outcome.err, folder),
+              "error -256 GEN_ERR_ERR: DIR/a.ndjson:2:2: expected a name in double quotes, found 'b'\n"
+              "records 3, matched 2, changed 2, failed 1\n");
+    // In another format it has no form.
+    const Outcome other =
+        RunOstrane(Player("apply", {"--in", in, "--out", folder.At("b.delim"), "--keep-going", "SET level = 1"}));
+    EXPECT_EQ(other.status, 2);
+    EXPECT_FALSE(std::filesystem::exists(folder.At("b.delim")));
+}
+
+TEST(KeepGoing, ACutStreamEndsTheRunAllTheSame) {
+    const Outcome outcome = RunOstrane(Player("apply", {"--in-format", "delimited", "--keep-going", "SET level = 1"}),
+                                       WithInput("\x03\x0a\x01"
+                                                 "a\x09"));
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out,
+              "\x05\x0a\x01"
+              "a\x10\x01");
+}
+
+TEST(KeepGoing, GetGoesOnToo) {
+    const Outcome outcome = RunOstrane(
+        Player("get", {"--in-format", "ndjson", "--keep-going", "--strict", "GET scores[0]"}), WithInput(THREE));
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "1\n1\n");
+}
+
+TEST(ReportOption, OneLineAStatementAndRecord) {
+    TempFolder folder;
+    const std::string report = folder.At("r.jsonl");
+    const Outcome outcome =
+        RunOstrane(Player("apply", {"--in-format", "ndjson", "--report", report, "TAKE scores[0]; SET level = 3"}),
+                   WithInput(THREE));
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out,
+              "{\"name\":\"a\",\"level\":3}\n{\"name\":\"b\",\"level\":3}\n"
+              "{\"name\":\"c\",\"level\":3,\"scores\":[2]}\n");
+    std::istringstream lines(folder.Read("r.jsonl"));
+    std::vector<nlohmann::json> rows;
+    for (std::string line; std::getline(lines, line);) {
+        rows.push_back(nlohmann::json::parse(line));
+    }
+    ASSERT_EQ(rows.size(), 6U);
+    EXPECT_EQ(rows[4]["record"], 2);
+    EXPECT_EQ(rows[4]["statement"], 1);
+    EXPECT_EQ(rows[4]["field"], "demo.Player.scores");
+    EXPECT_EQ(rows[4]["elements"], nlohmann::json::parse("[1]"));
+    EXPECT_EQ(rows[4]["sizeBefore"], 2);
+    EXPECT_EQ(rows[4]["sizeAfter"], 1);
+    EXPECT_EQ(rows[3]["statement"], 2);
+    EXPECT_EQ(rows[3]["changed"], 1);
+}
+
+TEST(ReportOption, HoldsTheErrorOfAFailure) {
+    TempFolder folder;
+    const std::string report = folder.Write("r.jsonl", "from an earlier run\n");
+    const Outcome failed =
+        RunOstrane(Player("apply", {"--in-format", "json", "--report", report, "SET level = 3; SET scores[9] = 1"}),
+                   WithInput(RECORD));
+    EXPECT_EQ(failed.status, 1);
+    std::istringstream lines(folder.Read("r.jsonl"));
+    std::string first;
+    std::string second;
+    std::string third;
+    std::getline(lines, first);
+    std::getline(lines, second);
+    EXPECT_FALSE(std::getline(lines, third));
+    EXPECT_EQ(nlohmann::json::parse(first)["undone"], true);
+    EXPECT_EQ(nlohmann::json::parse(second)["code"], -4633);
+
+    EXPECT_EQ(
+        RunOstrane(Player("apply", {"--in-format", "json", "--report", report, "SET levle = 3"}), WithInput(RECORD))
+            .status,
+        1);
+    const nlohmann::json line = nlohmann::json::parse(folder.Read("r.jsonl"));
+    EXPECT_EQ(line["code"], -4889);
+    EXPECT_EQ(line["error"]["column"], 5);
+}
+
+TEST(ReportOption, OnStdoutTheRecordGoesElsewhere) {
+    TempFolder folder;
+    const std::string in = folder.Write("a.json", RECORD);
+    const Outcome outcome = RunOstrane(Player("apply", {"--in", in, "--in-place", "--report", "-", "TAKE scores[0]"}));
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(nlohmann::json::parse(outcome.out)["elements"], nlohmann::json::parse("[10]"));
+    for (const char* command : {"apply", "get"}) {
+        EXPECT_EQ(RunOstrane(Player(command, {"--in", in, "--report", "-", "GET scores"})).status, 2);
+    }
+    const Outcome full = RunOstrane(Player("get", {"--in", in, "--report", "/dev/full", "GET scores"}));
+    EXPECT_EQ(full.status, 2);
+    EXPECT_EQ(full.err, std::string(HEAD) + "/dev/full: cannot be written: No space left on device\n");
+    EXPECT_EQ(RunOstrane(Player("get", {"--in", in, "--report", folder.At("none/r"), "GET scores"})).status, 2);
 }
 
 // The terminal
