@@ -204,35 +204,81 @@ int Binder::CheckAllUsed() {
     return 0;
 }
 
+// The parameters that are compared with bytes: their text stands for bytes then.
+void CollectBytesParameters(const Expr& tree, const OstraneCommon::ExprScope& scope, std::set<const Expr*>& out) {
+    const OstraneCommon::ExprType type = tree.m_self.m_type;
+    const bool isComparison = (type >= OstraneCommon::EXPR_COMPARE_EQ && type <= OstraneCommon::EXPR_COMPARE_GE) ||
+                              type == OstraneCommon::EXPR_IN || type == OstraneCommon::EXPR_NOT_IN ||
+                              type == OstraneCommon::EXPR_BETWEEN;
+    bool hasBytes = false;
+    for (size_t i = 0; i < tree.OperandCount(); ++i) {
+        const Expr& operand = *tree.Operand(static_cast<int>(i));
+        CollectBytesParameters(operand, scope, out);
+        OstraneCommon::BoundExpr bound;
+        OstraneCommon::ExprError ignored;
+        hasBytes = hasBytes || (isComparison && operand.m_self.m_type == OstraneCommon::EXPR_UNRESOLVE &&
+                                OstraneCommon::BoundExpr::Bind(operand, scope, OstraneCommon::ExprBindings(), bound,
+                                                               ignored) == 0 &&
+                                bound.Type().kind == OstraneCommon::ValueKind::Bytes);
+    }
+    for (size_t i = 0; i < tree.OperandCount() && hasBytes; ++i) {
+        const Expr& operand = *tree.Operand(static_cast<int>(i));
+        const bool isGiven = operand.m_self.m_type == OstraneCommon::EXPR_QUESTION ||
+                             operand.m_self.m_type == OstraneCommon::EXPR_VALUE_LIST;
+        std::vector<const Expr*> questions;
+        CollectParameters(isGiven ? &operand : nullptr, questions);
+        out.insert(questions.begin(), questions.end());
+    }
+}
+
+// False when a text that stands for bytes is not base64.
+bool ToOperand(const ParameterValue& value, bool isBytes, ExprVariant& out) {
+    out = ToLiteral(value);
+    if (!isBytes || value.kind != ParameterValue::Kind::Base64) {
+        return true;
+    }
+    out.m_type = OstraneCommon::EXPR_BYTES;
+    out.m_str.clear();
+    return ParseBase64(value.text, out.m_str);
+}
+
 }  // namespace
 
 int BindTree(const Expr* tree, const OstraneCommon::ExprScope& scope, bool isCondition, const std::string& text,
              const StatementParameters& parameters, OstraneCommon::BoundExpr& out, Failure& failure) {
     std::vector<const Expr*> questions;
     CollectParameters(tree, questions);
+    std::set<const Expr*> bytes;
+    CollectBytesParameters(*tree, scope, bytes);
     OstraneCommon::ExprBindings bindings;
     for (const Expr* question : questions) {
+        const Place place = TokenAt(text, question->m_self.m_tokenOffset);
         const ParameterValue* value = FindParameter(parameters, *question);
         if (value == nullptr) {
-            return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME,
-                        TokenAt(text, question->m_self.m_tokenOffset), ParameterName(*question) + " has no value");
+            return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, place,
+                        ParameterName(*question) + " has no value");
         }
         const bool isNamed = !question->m_self.m_str.empty();
-        if (value->kind == ParameterValue::Kind::List) {
-            std::vector<ExprVariant> items;
-            for (const ParameterValue& item : value->items) {
-                if (item.kind == ParameterValue::Kind::List) {
-                    return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE,
-                                TokenAt(text, question->m_self.m_tokenOffset),
-                                ParameterName(*question) + ": lists in lists are no values");
-                }
-                items.push_back(ToLiteral(item));
+        const bool isList = value->kind == ParameterValue::Kind::List;
+        const bool isBytes = bytes.count(question) > 0;
+        std::vector<ExprVariant> items(isList ? value->items.size() : 1);
+        for (size_t i = 0; i < items.size(); ++i) {
+            const ParameterValue& item = isList ? value->items[i] : *value;
+            if (isList && item.kind == ParameterValue::Kind::List) {
+                return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, place,
+                            ParameterName(*question) + ": lists in lists are no values");
             }
+            if (!ToOperand(item, isBytes, items[i])) {
+                return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, place,
+                            ParameterName(*question) + ": bytes are written in base64");
+            }
+        }
+        if (isList) {
             isNamed ? bindings.SetList(question->m_self.m_str, items)
                     : bindings.SetList(question->m_self.m_data.valUInt64, items);
         } else {
-            isNamed ? bindings.Set(question->m_self.m_str, ToLiteral(*value))
-                    : bindings.Set(question->m_self.m_data.valUInt64, ToLiteral(*value));
+            isNamed ? bindings.Set(question->m_self.m_str, items[0])
+                    : bindings.Set(question->m_self.m_data.valUInt64, items[0]);
         }
     }
     OstraneCommon::ExprError error;

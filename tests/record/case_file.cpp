@@ -93,40 +93,65 @@ void PrintTo(const StatementCase& test, std::ostream* out) {
     *out << test.file << ": " << test.name;
 }
 
-std::vector<StatementCase> ReadCases(const std::string& folder) {
-    std::vector<std::string> files;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        if (entry.path().extension() == ".case") {
-            files.push_back(entry.path().string());
+namespace {
+
+void ReadCaseFile(const std::string& path, std::vector<StatementCase>& cases) {
+    const std::string file = std::filesystem::path(path).stem().string();
+    const bool isMarkdown = std::filesystem::path(path).extension() == ".md";
+    const size_t first = cases.size();
+    FileState state;
+    if (isMarkdown) {
+        state = {"player.proto", "demo.Player", "name: \"Mara\" "};
+    }
+    bool isInside = !isMarkdown;
+    std::ifstream in(path);
+    std::string line;
+    std::string key;
+    while (std::getline(in, line)) {
+        if (isMarkdown && line.compare(0, 3, "```") == 0) {
+            isInside = line == "```case";
+            if (isInside) {
+                ReadLine("case", "example " + std::to_string(cases.size() - first + 1), file, state, cases, first);
+            }
+            continue;
         }
+        if (!isInside || line.empty() || line.front() == '#') {
+            continue;
+        }
+        bool isRead = false;
+        if (line.compare(0, 2, "  ") == 0) {
+            isRead = cases.size() > first && ContinueLine(key, line.substr(2), cases.back());
+        } else {
+            const size_t space = line.find(' ');
+            key = line.substr(0, space);
+            const size_t begin = space == std::string::npos ? space : line.find_first_not_of(' ', space);
+            const std::string rest = begin == std::string::npos ? "" : line.substr(begin);
+            isRead = ReadLine(key, rest, file, state, cases, first);
+        }
+        if (!isRead) {
+            AddUnreadable(file, line, cases);
+            return;
+        }
+    }
+}
+
+}  // namespace
+
+std::vector<StatementCase> ReadCases(const std::string& path) {
+    std::vector<std::string> files;
+    if (std::filesystem::is_directory(path)) {
+        for (const auto& entry : std::filesystem::directory_iterator(path)) {
+            if (entry.path().extension() == ".case") {
+                files.push_back(entry.path().string());
+            }
+        }
+    } else {
+        files.push_back(path);
     }
     std::sort(files.begin(), files.end());
     std::vector<StatementCase> cases;
-    for (const std::string& path : files) {
-        const std::string file = std::filesystem::path(path).stem().string();
-        const size_t first = cases.size();
-        FileState state;
-        std::ifstream in(path);
-        std::string line;
-        std::string key;
-        while (std::getline(in, line)) {
-            if (line.empty() || line.front() == '#') {
-                continue;
-            }
-            bool isRead = false;
-            if (line.compare(0, 2, "  ") == 0) {
-                isRead = cases.size() > first && ContinueLine(key, line.substr(2), cases.back());
-            } else {
-                const size_t space = line.find(' ');
-                key = line.substr(0, space);
-                isRead =
-                    ReadLine(key, space == std::string::npos ? "" : line.substr(space + 1), file, state, cases, first);
-            }
-            if (!isRead) {
-                AddUnreadable(file, line, cases);
-                break;
-            }
-        }
+    for (const std::string& file : files) {
+        ReadCaseFile(file, cases);
     }
     return cases;
 }

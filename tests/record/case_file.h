@@ -22,6 +22,8 @@
 //   field   of the failure
 //   gives   what the next statement did: matched, changed, positions, sizes, elements
 //   after   the record afterwards; without it, it is unchanged
+//
+// A Markdown file holds cases too: every block that opens with ```case is one, about the sample schema.
 #ifndef OSTRANE_TESTS_RECORD_CASE_FILE_H_
 #define OSTRANE_TESTS_RECORD_CASE_FILE_H_
 
@@ -51,8 +53,8 @@ struct StatementCase {
 // What GoogleTest shows of a case.
 void PrintTo(const StatementCase& test, std::ostream* out);
 
-// Every case of the .case files of a folder, files and cases in order. What the runner cannot read becomes a
+// The cases of one file, or of the .case files of a folder, files and cases in order. What the runner cannot read becomes a
 // case whose `run` is empty and whose `error` says why.
-std::vector<StatementCase> ReadCases(const std::string& folder);
+std::vector<StatementCase> ReadCases(const std::string& path);
 
 #endif  // OSTRANE_TESTS_RECORD_CASE_FILE_H_

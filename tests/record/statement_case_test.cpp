@@ -180,5 +180,7 @@ std::string NameOfCase(const testing::TestParamInfo<StatementCase>& info) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, StatementCases, testing::ValuesIn(ReadCases(OSTRANE_CASES)), NameOfCase);
+// The manual shows nothing that is not so.
+INSTANTIATE_TEST_SUITE_P(Manual, StatementCases, testing::ValuesIn(ReadCases(OSTRANE_MANUAL)), NameOfCase);
 
 }  // namespace
