@@ -1,0 +1,363 @@
+// The frame that every operation stands in: handles, result codes, the record, and the guarded line.
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <functional>
+#include <ostream>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "common/protobuf_record_util.h"
+#include "fields.pb.h"
+#include "host_libraries.h"
+#include "support/expr_tree.h"
+#include "support/record_util_peer.h"
+
+namespace {
+
+using google::protobuf::FieldDescriptor;
+using OstraneCommon::Expr;
+using OstraneCommon::IndexRangeList;
+using OstraneCommon::PbField;
+
+// Result codes
+
+TEST(ErrCode, IsFormedFromModuleAndNumber) {
+    using namespace OstraneErrCode;
+    EXPECT_EQ(ErrorCode(25, 18), -((18 << 8) | 25));
+    EXPECT_EQ(ErrorCode(0, 1), -256);
+    EXPECT_EQ(ErrorCode(MAX_MODULE_NUM - 1, MAX_NEGATIVE_ERR_CODE_NUM_PER_MODULE - 1), -((255 << 8) | 63));
+    EXPECT_EQ(InfoCode(25, 3), (3 << 8) | 25);
+    EXPECT_EQ(MAX_MODULE_NUM, 64);
+    EXPECT_EQ(MAX_NEGATIVE_ERR_CODE_NUM_PER_MODULE, 256);
+    EXPECT_EQ(MAX_POSITIVE_ERR_CODE_NUM_PER_MODULE, 16);
+}
+
+TEST(ErrCode, NumbersStayAsCallersStoredThem) {
+    using namespace OstraneErrCode;
+    EXPECT_EQ(GEN_ERR_ERR, -256);
+    EXPECT_EQ(COMMON_ERR_INVALID_MEMBER_VARIABLE_VALUE, -537);
+    EXPECT_EQ(COMMON_ERR_INVALID_EXPR_SYNTAX, -4377);
+    EXPECT_EQ(COMMON_ERR_INVALID_ARRAY_INDEX, -4633);
+    EXPECT_EQ(COMMON_ERR_INVALID_FIELD_NAME, -4889);
+    EXPECT_EQ(COMMON_ERR_INVALID_EXPR_TYPE, -5145);
+}
+
+// Handles and the record
+
+TEST(Handles, ArePairsOfPointersWithoutConstructors) {
+    static_assert(std::is_aggregate<ProtobufField>::value && std::is_trivial<ProtobufField>::value, "plain");
+    static_assert(std::is_aggregate<MutableProtobufField>::value && std::is_trivial<MutableProtobufField>::value,
+                  "plain");
+    static_assert(sizeof(ProtobufField) == 2 * sizeof(void*), "nothing is cached");
+    static_assert(sizeof(MutableProtobufField) == 2 * sizeof(void*), "nothing is cached");
+    fields::Fields message;
+    const FieldDescriptor* field = fields::Fields::descriptor()->FindFieldByName("many_int32");
+    const ProtobufField readable = {&message, field};
+    const MutableProtobufField writable = {&message, field};
+    EXPECT_EQ(readable.m_pParent, &message);
+    EXPECT_EQ(readable.m_pFieldDesc, field);
+    EXPECT_EQ(writable.m_pParent, &message);
+    EXPECT_EQ(writable.m_pFieldDesc, field);
+}
+
+TEST(Record, HasItsMembersInOrder) {
+    const std::vector<size_t> offsets = {
+        offsetof(ProtobufRecord, m_pLog),
+        offsetof(ProtobufRecord, m_pMessage),
+        offsetof(ProtobufRecord, m_pFactory),
+        offsetof(ProtobufRecord, m_lastAccessTime),
+        offsetof(ProtobufRecord, m_originRecordBuff),
+        offsetof(ProtobufRecord, m_originRecordBuffSize),
+        offsetof(ProtobufRecord, m_listIndex),
+        offsetof(ProtobufRecord, m_isLazyDeserialization),
+        offsetof(ProtobufRecord, m_isMutable),
+        offsetof(ProtobufRecord, m_isDelta),
+    };
+    for (size_t i = 1; i < offsets.size(); ++i) {
+        EXPECT_LT(offsets[i - 1], offsets[i]);
+    }
+    const ProtobufRecord record;
+    EXPECT_EQ(record.m_pLog, nullptr);
+    EXPECT_EQ(record.m_pMessage, nullptr);
+}
+
+TEST(RecordUtil, BindsTheRecordAndCopiesItsCategory) {
+    static_assert(!std::is_default_constructible<ProtobufRecordUtil>::value, "needs a record");
+    static_assert(!std::is_copy_assignable<ProtobufRecordUtil>::value, "bound to its record");
+    static_assert(!std::is_polymorphic<ProtobufRecordUtil>::value, "no virtual operations");
+    static_assert(sizeof(ProtobufRecordUtil) == 2 * sizeof(void*), "two members");
+    LogCategory category = {nullptr, nullptr, nullptr};
+    ProtobufRecord record;
+    record.m_pLog = &category;
+    const ProtobufRecordUtil util(record);
+    EXPECT_EQ(ProtobufRecordUtilPeer::Record(util), &record);
+    EXPECT_EQ(ProtobufRecordUtilPeer::Log(util), &category);
+    record.m_pLog = nullptr;
+    EXPECT_EQ(ProtobufRecordUtilPeer::Log(util), &category);
+    EXPECT_EQ(ProtobufRecordUtilPeer::Log(ProtobufRecordUtil(record)), nullptr);
+}
+
+// The guard in the operations' use
+
+constexpr int32_t NO_POINTER = INT32_MIN;
+
+struct GuardRow {
+    const char* name;
+    bool hasCategory;
+    int32_t high;
+    int32_t low;
+    int canWrite;
+    size_t questions;
+    size_t lines;
+};
+
+// One a step of the guard, in order.
+const GuardRow GUARD_ROWS[] = {
+    {"no category", false, NO_POINTER, NO_POINTER, 1, 0, 0},
+    {"low bound 200", true, NO_POINTER, 200, 1, 0, 0},
+    {"low bound 299", true, -1, 299, 1, 0, 0},
+    {"low bound 300", true, -1, 300, 1, 1, 1},
+    {"high bound 400", true, 400, NO_POINTER, 1, 0, 0},
+    {"high bound 301", true, 301, -1, 1, 0, 0},
+    {"high bound 300", true, 300, -1, 1, 1, 1},
+    {"both bounds -1", true, -1, -1, 1, 1, 1},
+    {"both bounds -1, refusing", true, -1, -1, 0, 1, 0},
+    {"no bounds", true, NO_POINTER, NO_POINTER, 1, 1, 1},
+    {"no bounds, refusing", true, NO_POINTER, NO_POINTER, 0, 1, 0},
+};
+
+class FrameTest : public testing::Test {
+protected:
+    FrameTest() {
+        TheHost() = Host();
+        m_record.m_pLog = &m_category;
+        m_message.add_many_int32(10);
+        m_message.add_many_string("a");
+        m_message.add_many_enum(fields::RED);
+        m_message.add_many_message()->set_a(1);
+    }
+
+    MutableProtobufField Field(const std::string& name) {
+        return {&m_message, fields::Fields::descriptor()->FindFieldByName(name)};
+    }
+    void SetBounds(int32_t high, int32_t low) {
+        m_high = high;
+        m_low = low;
+        m_category.piPriorityHigh = high == NO_POINTER ? nullptr : &m_high;
+        m_category.piPriorityLow = low == NO_POINTER ? nullptr : &m_low;
+    }
+    int Set(const std::string& field, Expr& expr) {
+        MutableProtobufField handle = Field(field);
+        return ProtobufRecordUtil(m_record).SetWithExpr(handle, expr);
+    }
+    int Push(const std::string& field, Expr& expr) {
+        MutableProtobufField handle = Field(field);
+        return ProtobufRecordUtil(m_record).PushWithExpr(handle, expr);
+    }
+    Expr& SetTo(const std::string& index, const std::string& name) {
+        return m_tree.Set(index, {m_tree.Assign(name, m_tree.Int(1))});
+    }
+    Expr& PushTo(const std::string& pos, const std::string& name) {
+        return m_tree.Push(pos, {m_tree.Assign(name, m_tree.Int(1))});
+    }
+
+    int32_t m_high = -1;
+    int32_t m_low = -1;
+    LogCategory m_category = {nullptr, nullptr, nullptr};
+    ProtobufRecord m_record;
+    ExprTree m_tree;
+    fields::Fields m_message;
+};
+
+struct Failure {
+    const char* name;
+    std::function<int()> operation;
+    int code;
+    const char* function;
+    const char* extension;
+    const char* text;
+};
+
+TEST_F(FrameTest, ACodeIsReturnedWhetherOrNotItsLineIsWritten) {
+    Expr empty;
+    PbField source;
+    fields::Fields nothing;
+    source.SetField(&nothing, Field("many_int32").m_pFieldDesc, false);
+    PbField one;
+    one.SetField(&m_message, Field("many_int32").m_pFieldDesc, false);
+    IndexRangeList ranges;
+    MutableProtobufField ints = Field("many_int32");
+    MutableProtobufField enums = Field("many_enum");
+    ProtobufField readableEnums = {&m_message, enums.m_pFieldDesc};
+    const int32_t value = 7;
+    using Util = ProtobufRecordUtil;
+    using Peer = ProtobufRecordUtilPeer;
+    const Failure failures[] = {
+        {"set", [&] { return Set("many_int32", empty); }, -4633, "SetWithExpr", "cpp",
+         "invalid operands, expr = <tree>"},
+        {"set enum", [&] { return Set("many_enum", SetTo("0", "$")); }, -5145, "SetWithExpr", "cpp", "invalid type=8"},
+        {"push", [&] { return Push("many_int32", PushTo("9", "$")); }, -4633, "PushWithExpr", "cpp",
+         "field=fields.Fields.many_int32, invalid array index=9, repeated.size=1"},
+        {"push target", [&] { return Push("many_string", PushTo("0", "x")); }, -4889, "PushWithExpr", "cpp",
+         "not found field 'x'"},
+        {"push message", [&] { return Push("many_message", PushTo("0", "x")); }, -4889, "PushRepeatedMessageWithExpr",
+         "cpp", "x not exist in fields.Plain"},
+        {"primitive",
+         [&] {
+             Util util(m_record);
+             return Peer::SetRepeatedField<int32_t>(util, ints, 0, 1, &value, 1);
+         },
+         -4633, "SetRepeatedField", "h",
+         "assign element(fields.Fields.many_int32) count not match, idxBegin: 0, idxEnd: 1, assignCount: 1"},
+        {"update", [&] { return Util(m_record).UpdateWithPbField(ints, OstraneCommon::EXPR_OP_SET, nullptr); }, -256,
+         "UpdateWithPbField", "cpp", "input value is null"},
+        {"set from field", [&] { return Util(m_record).SetWithPbField(ints, 0, 0, source); }, -4633, "SetWithPbField",
+         "cpp", "src repeated field(fields.Fields.many_int32) is empty"},
+        {"push from field", [&] { return Util(m_record).PushWithPbField(ints, 9, one); }, -4633, "PushWithPbField",
+         "cpp", "invalid idx = 9, count = 1"},
+        {"pop", [&] { return Util(m_record).PopWithRange(enums, ranges, nullptr); }, -5145, "PopWithRange", "cpp",
+         "invalid type=8"},
+        {"get", [&] { return Util(m_record).GetWithRange(readableEnums, false, ranges, nullptr, enums, nullptr); },
+         -5145, "GetWithRange", "cpp", "invalid type=8"},
+    };
+    const std::string before = m_message.SerializePartialAsString();
+    for (const Failure& failure : failures) {
+        for (const GuardRow& row : GUARD_ROWS) {
+            SCOPED_TRACE(std::string(failure.name) + ", " + row.name);
+            TheHost() = Host();
+            TheHost().canWrite = row.canWrite;
+            SetBounds(row.high, row.low);
+            m_record.m_pLog = row.hasCategory ? &m_category : nullptr;
+            EXPECT_EQ(failure.operation(), failure.code);
+            EXPECT_EQ(m_message.SerializePartialAsString(), before);
+            ASSERT_EQ(TheHost().questions.size(), row.questions);
+            for (const std::string& question : TheHost().questions) {
+                EXPECT_EQ(question, "300 0 0");
+            }
+            ASSERT_EQ(TheHost().lines.size(), row.lines);
+            for (const HostLine& line : TheHost().lines) {
+                EXPECT_EQ(line.category, &m_category);
+                EXPECT_EQ(line.priority, LOG_PRIORITY_ERROR);
+                EXPECT_EQ(line.file, std::string("src/common/protobuf_record_util.") + failure.extension);
+                EXPECT_EQ(line.function, failure.function);
+                EXPECT_GT(line.line, 0);
+                EXPECT_EQ(line.data, nullptr);
+                EXPECT_EQ(line.text, failure.text);
+            }
+        }
+    }
+}
+
+TEST_F(FrameTest, TextsOfValuesAreMadeOnlyForLinesThatAreWritten) {
+    Expr empty;
+    TheHost().isCastTaken = false;
+    Expr& notAssigned = m_tree.Set("0", {m_tree.Text("x")});
+    const std::vector<std::function<int()>> failures = {
+        [&] { return Set("many_int32", empty); },
+        [&] { return Set("many_int32", notAssigned); },
+        [&] { return Set("many_int32", SetTo("0", "$")); },
+        [&] { return Push("many_int32", PushTo("0", "$")); },
+        [&] { return Set("many_string", SetTo("0", "$")); },
+        [&] { return Push("many_string", PushTo("0", "$")); },
+        // The inner line has the text, the outer one the name alone.
+        [&] { return Set("many_message", SetTo("0", "a")); },
+    };
+    for (size_t i = 0; i < failures.size(); ++i) {
+        SCOPED_TRACE(i);
+        for (const GuardRow& row : GUARD_ROWS) {
+            SCOPED_TRACE(row.name);
+            TheHost().textsMade = 0;
+            TheHost().canWrite = row.canWrite;
+            SetBounds(row.high, row.low);
+            m_record.m_pLog = row.hasCategory ? &m_category : nullptr;
+            EXPECT_LT(failures[i](), 0);
+            EXPECT_EQ(TheHost().textsMade, static_cast<int>(row.lines));
+        }
+    }
+}
+
+TEST_F(FrameTest, ARecordWithoutCategoryIsWorkedOnSilently) {
+    m_record.m_pLog = nullptr;
+    EXPECT_EQ(Push("many_int32", PushTo("0", "$")), 0);
+    EXPECT_EQ(m_message.many_int32(0), 7);
+    EXPECT_EQ(Set("many_int32", SetTo("5", "$")), -4633);
+    EXPECT_TRUE(TheHost().lines.empty());
+}
+
+struct NoteRow {
+    int32_t high;
+    int32_t low;
+    bool isWritten;
+};
+
+TEST_F(FrameTest, ANoteIsWrittenWhereTheCategoryTakesDebugLines) {
+    const NoteRow rows[] = {
+        {-1, -1, true},   {NO_POINTER, NO_POINTER, true},
+        {-1, 700, true},  {-1, 800, true},
+        {-1, 699, false}, {-1, 300, false},
+        {700, -1, true},  {701, -1, false},
+        {300, 700, true}, {300, 699, false},
+    };
+    fields::Fields nothing;
+    PbField source;
+    source.SetField(&nothing, Field("many_int32").m_pFieldDesc, false);
+    MutableProtobufField target = Field("many_int32");
+    for (const NoteRow& row : rows) {
+        SCOPED_TRACE(std::to_string(row.high) + " .. " + std::to_string(row.low));
+        TheHost() = Host();
+        SetBounds(row.high, row.low);
+        EXPECT_EQ(ProtobufRecordUtil(m_record).PushWithPbField(target, 0, source), 0);
+        ASSERT_EQ(TheHost().lines.size(), row.isWritten ? 1U : 0U);
+        if (row.isWritten) {
+            EXPECT_EQ(TheHost().lines[0].priority, LOG_PRIORITY_DEBUG);
+            EXPECT_EQ(TheHost().lines[0].text, "src repeated field(fields.Fields.many_int32) is empty");
+            EXPECT_EQ(TheHost().questions, std::vector<std::string>{"700 0 0"});
+        }
+    }
+}
+
+// Casts of a library that differs from ours
+
+TEST_F(FrameTest, ATextCastThatGivesNoTextCountsAsFailed) {
+    TheHost().text = nullptr;
+    EXPECT_EQ(Set("many_string", SetTo("0", "$")), -5145);
+    EXPECT_EQ(Push("many_string", PushTo("0", "$")), -5145);
+    ProtobufRecordUtil util(m_record);
+    OstraneCommon::ExprVariant value;
+    EXPECT_EQ(ProtobufRecordUtilPeer::AssignField(util, Field("one_string"), value), -5145);
+    EXPECT_EQ(ProtobufRecordUtilPeer::AssignField(util, Field("one_enum"), value), -5145);
+    ASSERT_EQ(TheHost().lines.size(), 4U);
+    EXPECT_EQ(TheHost().lines[0].text, "cast to string failed, field=fields.Fields.many_string, expr=<value>");
+    EXPECT_EQ(TheHost().lines[0].function, "SetRepeatedStringWithExpr");
+    EXPECT_EQ(TheHost().lines[1].text, "cast to string failed, field=fields.Fields.many_string, expr=<value>");
+    EXPECT_EQ(TheHost().lines[1].function, "PushRepeatedStringWithExpr");
+    EXPECT_EQ(TheHost().lines[2].text, "type cast failed, proto-cpp-type=9, variant=<value>");
+    EXPECT_EQ(TheHost().lines[3].text, "type cast failed, proto-cpp-type=8, variant=<value>");
+    EXPECT_EQ(m_message.many_string_size(), 1);
+    EXPECT_EQ(m_message.many_string(0), "a");
+    EXPECT_FALSE(m_message.has_one_string());
+    EXPECT_FALSE(m_message.has_one_enum());
+}
+
+TEST_F(FrameTest, EveryIntegerKindIsReadThroughTheUnsignedCast) {
+    TheHost().bits = 0x8000000180000001ULL;
+    TheHost().number = -0.5;
+    const std::string text = "text";
+    TheHost().text = &text;
+    for (const char* field : {"many_bool", "many_int32", "many_uint32", "many_int64", "many_uint64", "many_double",
+                              "many_float", "many_string"}) {
+        EXPECT_EQ(Push(field, PushTo("0", "$")), 0) << field;
+    }
+    EXPECT_EQ(m_message.many_bool(0), true);
+    EXPECT_EQ(m_message.many_int32(0), -2147483647);
+    EXPECT_EQ(m_message.many_uint32(0), 2147483649U);
+    EXPECT_EQ(m_message.many_int64(0), static_cast<int64_t>(0x8000000180000001ULL));
+    EXPECT_EQ(m_message.many_uint64(0), 0x8000000180000001ULL);
+    EXPECT_EQ(m_message.many_double(0), -0.5);
+    EXPECT_EQ(m_message.many_float(0), -0.5F);
+    EXPECT_EQ(m_message.many_string(0), "text");
+}
+
+}  // namespace

@@ -1,0 +1,41 @@
+// Logging and expression libraries of somebody else's behind the operations: they answer as a test says
+// and remember what they were asked. Links in place of ostrane_log and ostrane_expr.
+#ifndef OSTRANE_TESTS_COMMON_HOST_LIBRARIES_H_
+#define OSTRANE_TESTS_COMMON_HOST_LIBRARIES_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "common/log.h"
+
+struct HostLine {
+    LogCategory* category = nullptr;
+    int32_t priority = 0;
+    std::string file;
+    int32_t line = 0;
+    std::string function;
+    void* data = nullptr;
+    std::string text;
+};
+
+struct Host {
+    // Logging: the answer of LogCanWrite, "priority id class" of each question, and what was written.
+    int canWrite = 1;
+    std::vector<std::string> questions;
+    std::vector<HostLine> lines;
+
+    // Expressions: whether casts are taken, what they give, and how many texts of values and trees were
+    // made.
+    bool isCastTaken = true;
+    uint64_t bits = 7;
+    double number = 1.5;
+    const std::string* text = nullptr;
+    int textsMade = 0;
+    int matchResult = 0;
+};
+
+// The one host of the program.
+Host& TheHost();
+
+#endif  // OSTRANE_TESTS_COMMON_HOST_LIBRARIES_H_
