@@ -217,7 +217,8 @@ union ExprData {
 //   EXPR_STRING, EXPR_BINARY_STRING, EXPR_BYTES,       no               no               m_str
 //   EXPR_BYTES_TEXT
 //   EXPR_STRING_PTR                                    no               no               *pStr, unless null
-//   EXPR_UNRESOLVE with a singular field behind `pb`   as its value     as its value     string and bytes
+//   EXPR_UNRESOLVE with a singular field, or one       as its value     as its value     string and bytes
+//   element of a repeated one, behind `pb`
 //   all others                                         no               no               no
 class ExprVariant {
 public:
@@ -289,8 +290,10 @@ public:
     // and the reason in `error` and `expr` untouched.
     static int Parse(const std::string& text, ExprParseContext& context, Expr*& expr, ExprError& error);
 
-    // The value of this tree, names read through `resolver`. Returns 0, or a negative code with a
-    // reason in `errmsg`. NULL is EXPR_NULL; a condition is EXPR_UINT 0 or 1 with EXPR_FLAG_BOOL.
+    // The value of this tree, names and parameters read through `resolver`: a name by Resolve with its
+    // whole text ("a.b[3].c"), a parameter by Resolve with its EXPR_QUESTION, arrays by IsArray, ArraySize
+    // and ArrayGet, maps by IsMap and MapSize. Every name is read, once, before anything is computed.
+    // Returns 0, or a negative code with a reason in `errmsg`. NULL is EXPR_NULL; a condition is EXPR_UINT 0 or 1 with EXPR_FLAG_BOOL.
     int Calculate(ExprResolver& resolver, ExprVariant& out, std::string& errmsg) const;
 
     // Finds the elements of the repeated field behind `arrayVar` (an EXPR_UNRESOLVE with `pb` set)

@@ -36,7 +36,8 @@ namespace OstraneCommon {
 // The values of a statement's parameters.
 class ExprBindings {
 public:
-    // `value` is of a kind that a literal has, or EXPR_NULL; its text is copied.
+    // `value` is of a kind that a literal has, or EXPR_NULL; its text is copied. An EXPR_BYTES_TEXT is base64:
+    // it stands for its bytes where it meets bytes, and for itself elsewhere.
     void Set(const std::string& name, const ExprVariant& value);  // :name
     void Set(uint64_t number, const ExprVariant& value);          // the number-th `?`, from 1
     // A list, for IN and for list literals.

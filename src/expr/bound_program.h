@@ -26,8 +26,6 @@ struct BindSource {
     // Asked for parameters that are not in `parameters`, and for the names of a record that the scope has
     // no descriptor of. What it answers is taken as it is now.
     ExprResolver* resolver = nullptr;
-    // Parameters without a value fit everywhere: only the rest is checked.
-    bool mayLackParameters = false;
 };
 
 // As BoundExpr::Bind and BoundExpr::BindCondition.

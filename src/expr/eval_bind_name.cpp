@@ -249,12 +249,10 @@ const ExprVariant* Binder::FindParameter(const ExprVariant& question) {
 
 NodePtr Binder::BindParameter(const Expr& expr) {
     const ExprVariant* const value = FindParameter(expr.m_self);
-    if (value == nullptr && !m_source.mayLackParameters) {
+    if (value == nullptr) {
         return Fail(OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, expr.m_self, "a parameter without a value");
     }
-    ExprVariant unknown;
-    unknown.m_type = EXPR_NULL;
-    NodePtr node = MakeConstant(value == nullptr ? unknown : *value, expr.m_self);
+    NodePtr node = MakeConstant(*value, expr.m_self);
     if (node != nullptr) {
         node->tracksPresence = node->type.kind != ValueKind::List;
     }
@@ -489,7 +487,7 @@ bool Binder::BindSteps(const Expr& expr, const NamePath& name, const Descriptor*
             const bool isThere = ordinal < expr.OperandCount() && (*expr.m_operands)[ordinal] != nullptr;
             const ExprVariant& question = isThere ? (*expr.m_operands)[ordinal]->m_self : step.subscript->m_self;
             parameter = FindParameter(question);
-            if (parameter == nullptr && !m_source.mayLackParameters) {
+            if (parameter == nullptr) {
                 FailAt(OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, question.m_tokenOffset, 1,
                        "a parameter without a value");
                 return false;
@@ -528,7 +526,7 @@ bool Binder::BindSubscript(const ExprVariant& place, const Expr* subscript, cons
     }
     const ExprVariant& variant = parameter == nullptr ? subscript->m_self : *parameter;
     // NULL finds nothing.
-    const bool isUnknown = variant.m_type == EXPR_QUESTION || variant.m_type == EXPR_NULL;
+    const bool isUnknown = variant.m_type == EXPR_NULL;
     Value number;
     const bool isNumber = SubscriptNumber(variant, number);
     if (!field->is_map()) {

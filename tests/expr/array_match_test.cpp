@@ -4,6 +4,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include "common/err_code.h"
 #include "filter_fixture.h"
@@ -277,6 +280,39 @@ TEST(Conditions, ErrorsAreFoundInEmptyArraysToo) {
               "-4889: $ is a value of filters.Record.i32s and has no fields");
     EXPECT_EQ(Find("$ + 1", record, "i32s"), "-5145: the condition is neither true nor false: it is an integer");
     EXPECT_EQ(Find("$ = :p", record, "i32s"), "-4889: a parameter without a value");
+}
+
+TEST(Conditions, BoundOnceServeManyThreads) {
+    filters::Record record;
+    Read(RECORD, record);
+    const FieldDescriptor* const field = record.GetDescriptor()->FindFieldByName("elements");
+    ExprParseContext context;
+    Expr* tree = nullptr;
+    ExprError error;
+    ASSERT_EQ(Expr::Parse("s LIKE '_' AND i32 < $$.limit AND state IS NOT NULL", context, tree, error), 0);
+    BoundExpr filter;
+    ASSERT_EQ(BoundExpr::BindCondition(*tree, ExprScope::OfElements(field, record.GetDescriptor()), ExprBindings(),
+                                       filter, error),
+              0);
+    std::vector<std::string> found(4);
+    std::vector<std::thread> threads;
+    for (std::string& out : found) {
+        threads.emplace_back([&out, &record, &filter] {
+            const filters::Record own = record;
+            for (int i = 0; i < 100; ++i) {
+                std::vector<bool> marks;
+                int count = 0;
+                int first = 99;
+                ExprError reason;
+                const int ret = filter.FindMatches(&own, own, {}, marks, count, first, reason);
+                out = ret == 0 ? ShowMatches(marks, count, first) : reason.message;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(found, std::vector<std::string>(4, "1 of 4 from 0: #..."));
 }
 
 // What is no array --------------------------------------------------------------------------------------
