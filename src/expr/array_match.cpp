@@ -114,9 +114,8 @@ int TestWord(const BoundNode& condition, size_t begin, bool areMessages, EvalCon
         if (ret != 0) {
             return ret;
         }
-        if (!isTrue.IsTrue()) {
-            word &= ~(uint64_t{1} << bit);
-        }
+        // No jump: which elements match is what no processor can guess.
+        word &= ~(static_cast<uint64_t>(!isTrue.IsTrue()) << bit);
         if (!context.scratch.empty()) {
             context.scratch.clear();
         }

@@ -103,11 +103,28 @@ inline bool OrderSatisfies(ExprType op, Order order) {
     }
 }
 
+// The same of two integers, without a jump that depends on them.
+inline bool CompareInts(ExprType op, int64_t a, int64_t b) {
+    switch (op) {
+        case EXPR_COMPARE_EQ:
+            return a == b;
+        case EXPR_COMPARE_NE:
+            return a != b;
+        case EXPR_COMPARE_LT:
+            return a < b;
+        case EXPR_COMPARE_LE:
+            return a <= b;
+        case EXPR_COMPARE_GT:
+            return a > b;
+        default:
+            return a >= b;
+    }
+}
+
 // The three-valued comparison.
 inline Value Compare(ExprType op, const Value& a, const Value& b) {
     if (a.tag == Value::Tag::Int && b.tag == Value::Tag::Int) {
-        const Order order = a.int64 < b.int64 ? Order::Less : a.int64 == b.int64 ? Order::Equal : Order::Greater;
-        return Value::Bool(OrderSatisfies(op, order));
+        return Value::Bool(CompareInts(op, a.int64, b.int64));
     }
     if (a.IsNull() || b.IsNull()) {
         return Value::Null();

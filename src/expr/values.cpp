@@ -2,14 +2,16 @@
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/message.h>
 
+#include <deque>
+
 #include "common/expr.h"
+#include "expr/eval_node.h"
 #include "expr/number_text.h"
 
 namespace OstraneCommon {
 namespace {
 
 using google::protobuf::FieldDescriptor;
-using google::protobuf::Message;
 using google::protobuf::Reflection;
 
 // 2^63 and 2^64, both exact as doubles.
@@ -37,102 +39,84 @@ bool IntegerOfDouble(double number, uint64_t& bits) {
     return true;
 }
 
-// The reflection to read the field behind `variant` with; null unless it is a singular field of the
-// message that it is said to be of.
-const Reflection* SingularFieldReflection(const ExprVariant& variant) {
-    if (variant.m_type != EXPR_UNRESOLVE || (variant.m_flags & EXPR_FLAG_NAME) != 0) {
-        return nullptr;
+// Whether `variant` refers to one value: a singular field, or one element of a repeated one, of the message
+// that it is said to be of.
+bool RefersToValue(const ExprVariant& variant) {
+    if ((variant.m_flags & EXPR_FLAG_NAME) != 0) {
+        return false;
     }
     const PbField& pb = variant.m_data.pb;
-    if (pb.pMessage == nullptr || pb.pFieldDesc == nullptr || pb.pFieldDesc->is_repeated()) {
-        return nullptr;
+    if (pb.pMessage == nullptr || pb.pFieldDesc == nullptr ||
+        pb.pFieldDesc->containing_type() != pb.pMessage->GetDescriptor()) {
+        return false;
     }
-    if (pb.pFieldDesc->containing_type() != pb.pMessage->GetDescriptor()) {
-        return nullptr;
-    }
-    return pb.pMessage->GetReflection();
-}
-
-bool IntegerOfField(const ExprVariant& variant, uint64_t& bits) {
-    const Reflection* const reflection = SingularFieldReflection(variant);
+    const Reflection* const reflection = pb.pMessage->GetReflection();
     if (reflection == nullptr) {
         return false;
     }
-    const Message& message = *variant.m_data.pb.pMessage;
-    const FieldDescriptor* const field = variant.m_data.pb.pFieldDesc;
-    switch (field->cpp_type()) {
-        case FieldDescriptor::CPPTYPE_INT32:
-            bits = static_cast<uint64_t>(int64_t{reflection->GetInt32(message, field)});
+    if (!pb.pFieldDesc->is_repeated()) {
+        return true;
+    }
+    return pb.isArrayElement && pb.idxBegin >= 0 && pb.idxBegin < reflection->FieldSize(*pb.pMessage, pb.pFieldDesc);
+}
+
+// The value that `variant` refers to, unless it is a text or a message.
+bool ReadNumber(const ExprVariant& variant, Value& out) {
+    const PbField& pb = variant.m_data.pb;
+    if (!RefersToValue(variant) || pb.pFieldDesc->cpp_type() == FieldDescriptor::CPPTYPE_STRING) {
+        return false;
+    }
+    std::deque<std::string> scratch;
+    if (pb.pFieldDesc->is_repeated()) {
+        ArrayReader reader;
+        reader.Open(*pb.pMessage, pb.pFieldDesc);
+        reader.Get(pb.idxBegin, scratch, out);
+    } else {
+        ReadSingular(*pb.pMessage->GetReflection(), *pb.pMessage, pb.pFieldDesc, scratch, out);
+    }
+    return !out.IsNull();
+}
+
+bool IntegerOfField(const ExprVariant& variant, uint64_t& bits) {
+    Value value;
+    if (!ReadNumber(variant, value)) {
+        return false;
+    }
+    switch (value.tag) {
+        case Value::Tag::Bool:
+            bits = value.boolean ? 1 : 0;
             return true;
-        case FieldDescriptor::CPPTYPE_INT64:
-            bits = static_cast<uint64_t>(reflection->GetInt64(message, field));
+        case Value::Tag::Int:
+            bits = static_cast<uint64_t>(value.int64);
             return true;
-        case FieldDescriptor::CPPTYPE_UINT32:
-            bits = reflection->GetUInt32(message, field);
+        case Value::Tag::UInt:
+            bits = value.uint64;
             return true;
-        case FieldDescriptor::CPPTYPE_UINT64:
-            bits = reflection->GetUInt64(message, field);
-            return true;
-        case FieldDescriptor::CPPTYPE_BOOL:
-            bits = reflection->GetBool(message, field) ? 1 : 0;
-            return true;
-        case FieldDescriptor::CPPTYPE_ENUM:
-            bits = static_cast<uint64_t>(int64_t{reflection->GetEnumValue(message, field)});
-            return true;
-        case FieldDescriptor::CPPTYPE_DOUBLE:
-            return IntegerOfDouble(reflection->GetDouble(message, field), bits);
-        case FieldDescriptor::CPPTYPE_FLOAT:
-            return IntegerOfDouble(reflection->GetFloat(message, field), bits);
         default:
-            return false;
+            return IntegerOfDouble(value.real, bits);
     }
 }
 
 bool DoubleOfField(const ExprVariant& variant, double& number) {
-    const Reflection* const reflection = SingularFieldReflection(variant);
-    if (reflection == nullptr) {
+    Value value;
+    if (!ReadNumber(variant, value)) {
         return false;
     }
-    const Message& message = *variant.m_data.pb.pMessage;
-    const FieldDescriptor* const field = variant.m_data.pb.pFieldDesc;
-    switch (field->cpp_type()) {
-        case FieldDescriptor::CPPTYPE_INT32:
-            number = reflection->GetInt32(message, field);
-            return true;
-        case FieldDescriptor::CPPTYPE_INT64:
-            number = static_cast<double>(reflection->GetInt64(message, field));
-            return true;
-        case FieldDescriptor::CPPTYPE_UINT32:
-            number = reflection->GetUInt32(message, field);
-            return true;
-        case FieldDescriptor::CPPTYPE_UINT64:
-            number = static_cast<double>(reflection->GetUInt64(message, field));
-            return true;
-        case FieldDescriptor::CPPTYPE_BOOL:
-            number = reflection->GetBool(message, field) ? 1 : 0;
-            return true;
-        case FieldDescriptor::CPPTYPE_ENUM:
-            number = reflection->GetEnumValue(message, field);
-            return true;
-        case FieldDescriptor::CPPTYPE_DOUBLE:
-            number = reflection->GetDouble(message, field);
-            return true;
-        case FieldDescriptor::CPPTYPE_FLOAT:
-            number = reflection->GetFloat(message, field);
-            return true;
-        default:
-            return false;
-    }
+    number = value.tag == Value::Tag::Bool ? (value.boolean ? 1 : 0) : value.AsDouble();
+    return true;
 }
 
 bool TextOfField(const ExprVariant& variant, const std::string*& text) {
-    const Reflection* const reflection = SingularFieldReflection(variant);
-    if (reflection == nullptr || variant.m_data.pb.pFieldDesc->cpp_type() != FieldDescriptor::CPPTYPE_STRING) {
+    const PbField& pb = variant.m_data.pb;
+    if (!RefersToValue(variant) || pb.pFieldDesc->cpp_type() != FieldDescriptor::CPPTYPE_STRING) {
         return false;
     }
+    const Reflection* const reflection = pb.pMessage->GetReflection();
     std::string scratch;
     const std::string& value =
-        reflection->GetStringReference(*variant.m_data.pb.pMessage, variant.m_data.pb.pFieldDesc, &scratch);
+        pb.pFieldDesc->is_repeated()
+            ? reflection->GetRepeatedStringReference(*pb.pMessage, pb.pFieldDesc, pb.idxBegin, &scratch)
+            : reflection->GetStringReference(*pb.pMessage, pb.pFieldDesc, &scratch);
     // A message that does not keep the text as a std::string has none to point at.
     if (&value == &scratch) {
         return false;

@@ -1,0 +1,257 @@
+// Reading a record's fields by path, and calculating through resolvers.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+
+#include "common/err_code.h"
+#include "filter_fixture.h"
+#include "filters.pb.h"
+
+namespace {
+
+using namespace FilterTest;
+using OstraneCommon::ExprResolver;
+using OstraneCommon::ProtobuFieldResolver;
+
+constexpr char RECORD[] = R"(
+    limit: 3 name: "b" attrs { key: "max" value: 2 }
+    i32s: [1, 5] ss: "a" states: [OPEN, SOLD]
+    one { i32: 8 raw: "r" state: OPEN place { city: "x" } preset: 4 by_id { key: 7 value { city: "m" } } }
+    elements { i32: 1 tags: ["t", "u"] } elements { } [filters.extras]: [4, 6]
+)";
+
+class Resolver : public ::testing::Test {
+protected:
+    Resolver() : m_resolver(m_holder) { m_holder.m_pMessage = &m_record; }
+    void SetUp() override { Read(RECORD, m_record); }
+
+    int Resolve(const std::string& name, ExprVariant& out) {
+        ExprVariant variant;
+        variant.m_type = OstraneCommon::EXPR_UNRESOLVE;
+        variant.m_flags = OstraneCommon::EXPR_FLAG_NAME;
+        variant.m_str = name;
+        return m_resolver.Resolve(&variant, out);
+    }
+    // A resolved value through its casts: an integer, a text in quotes, or what it is.
+    std::string Show(const std::string& name) {
+        ExprVariant out;
+        const int ret = Resolve(name, out);
+        return ret == 0 ? Show(out) : std::to_string(ret);
+    }
+    std::string Show(ExprVariant& value) {
+        const std::string* text = nullptr;
+        if (value.CastRef(text)) {
+            return "'" + *text + "'";
+        }
+        int64_t number = 0;
+        if (value.CastInt(number)) {
+            return std::to_string(number);
+        }
+        if (m_resolver.IsMap(value)) {
+            return "map of " + std::to_string(m_resolver.MapSize(value));
+        }
+        if (m_resolver.IsArray(value)) {
+            return "array of " + std::to_string(m_resolver.ArraySize(value));
+        }
+        return m_resolver.IsStruct(value) ? "struct" : value.m_type == OstraneCommon::EXPR_NULL ? "NULL" : "?";
+    }
+    std::string Calculate(const std::string& text, ExprResolver& resolver) {
+        ExprParseContext context;
+        Expr* tree = nullptr;
+        ExprError error;
+        if (Expr::Parse(text, context, tree, error) != 0) {
+            return error.message;
+        }
+        ExprVariant out;
+        std::string errmsg;
+        const int ret = tree->Calculate(resolver, out, errmsg);
+        return ret == 0 ? FilterTest::Show(out) : std::to_string(ret) + ": " + errmsg;
+    }
+
+    filters::Record m_record;
+    ProtobufRecord m_holder;
+    ProtobuFieldResolver m_resolver;
+};
+
+TEST_F(Resolver, ResolvesPaths) {
+    const struct {
+        const char* name;
+        const char* expected;
+    } rows[] = {
+        {"limit", "3"}, {"name", "'b'"}, {"one", "struct"}, {"one.i32", "8"}, {"one.raw", "'r'"},
+        {"one.state", "1"}, {"one.preset", "4"}, {"one.place.city", "'x'"}, {"one.place.zip", "7"},
+        {"one.phone", "NULL"}, {"one.place.next", "NULL"}, {"one.place.next.zip", "NULL"},
+        {"i32s", "array of 2"}, {"i32s[1]", "5"}, {"i32s[-1]", "5"}, {"i32s[2]", "NULL"}, {"ss[0]", "'a'"},
+        {"states[1]", "-1"}, {"elements[0]", "struct"}, {"elements[0].tags", "array of 2"},
+        {"elements[0].tags[1]", "'u'"}, {"elements[7].tags", "NULL"}, {"attrs", "map of 1"}, {"attrs['max']", "2"},
+        {"attrs['min']", "NULL"}, {"one.by_id[7]", "struct"}, {"one.by_id[7].city", "'m'"}, {"$$", "struct"},
+        {"$$.limit", "3"}, {"$$.[filters.extras][1]", "6"}, {"elements", "array of 2"},
+        {"gone", "-4889"}, {"one.gone", "-4889"}, {"$", "-4889"}, {"a b", "-4889"}, {"", "-4889"},
+        {"limit[0]", "-5145"}, {"elements.tags", "-5145"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Show(row.name), row.expected) << row.name;
+    }
+    ExprVariant out;
+    EXPECT_EQ(m_resolver.Resolve(nullptr, out), OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME);
+}
+
+TEST_F(Resolver, WithoutRecordResolvesNothing) {
+    m_holder.m_pMessage = nullptr;
+    EXPECT_EQ(Show("limit"), "-4889");
+}
+
+TEST_F(Resolver, NamedValuesComeFirstInnermostScopeFirst) {
+    ExprVariant value;
+    value.m_type = OstraneCommon::EXPR_UINT;
+    value.m_data.valUInt64 = 70;
+    m_resolver.SetNamedValue("limit", value);
+    EXPECT_EQ(Show("limit"), "70");
+    EXPECT_EQ(Show("$$.limit"), "3");
+    m_resolver.OpenScope();
+    value.m_data.valUInt64 = 71;
+    m_resolver.SetNamedValue("limit", value);
+    EXPECT_EQ(Show("limit"), "71");
+    EXPECT_EQ(Calculate("limit + $$.limit", m_resolver), "74");
+    m_resolver.CloseScope();
+    EXPECT_EQ(Show("limit"), "70");
+    m_resolver.CloseScope();
+    EXPECT_EQ(Show("limit"), "3");
+    m_resolver.CloseScope();
+    EXPECT_EQ(Show("limit"), "3");
+}
+
+TEST_F(Resolver, Parameters) {
+    ExprVariant value;
+    value.m_type = OstraneCommon::EXPR_UINT;
+    value.m_data.valUInt64 = 5;
+    m_resolver.SetParameter("p", value);
+    m_resolver.SetParameter(1, value);
+    EXPECT_EQ(Calculate("limit + :p", m_resolver), "8");
+    EXPECT_EQ(Calculate("limit + ?", m_resolver), "8");
+    EXPECT_EQ(Calculate("limit + :q", m_resolver), "-4889: a parameter without a value");
+    EXPECT_EQ(Find("$ = 5", m_record, "i32s"), "1 of 2 from 1: .#");
+    ExprParseContext context;
+    Expr* filter = nullptr;
+    ExprError error;
+    ASSERT_EQ(Expr::Parse("$ = :p", context, filter, error), 0);
+    const auto* const field = m_record.GetDescriptor()->FindFieldByName("i32s");
+    EXPECT_EQ(Find(*filter, m_resolver, m_record, field, {}), "1 of 2 from 1: .#");
+    const std::vector<ExprVariant> items(2, value);
+    ExprVariant list;
+    list.m_type = OstraneCommon::EXPR_VALUE_LIST;
+    list.m_data.ptr = const_cast<std::vector<ExprVariant>*>(&items);
+    m_resolver.SetParameter("list", list);
+    EXPECT_EQ(Calculate("5 IN :list", m_resolver), "true");
+    EXPECT_EQ(Calculate("size(:list)", m_resolver), "2");
+}
+
+TEST_F(Resolver, ElementsOfArrays) {
+    ExprVariant array;
+    ExprVariant out;
+    ASSERT_EQ(Resolve("i32s", array), 0);
+    EXPECT_EQ(m_resolver.ArrayGet(array, 1, out), 0);
+    EXPECT_EQ(Show(out), "5");
+    EXPECT_EQ(m_resolver.ArrayGet(array, -2, out), 0);
+    EXPECT_EQ(Show(out), "1");
+    EXPECT_EQ(m_resolver.ArrayGet(array, 2, out), OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX);
+    EXPECT_EQ(m_resolver.ArrayGet(array, -3, out), OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX);
+    array.m_data.pb.SetArrayRange(1, 9);
+    EXPECT_EQ(Show(array), "array of 1");
+    EXPECT_EQ(m_resolver.ArrayGet(array, 0, out), 0);
+    EXPECT_EQ(Show(out), "5");
+    ASSERT_EQ(Resolve("elements", array), 0);
+    EXPECT_EQ(m_resolver.ArrayGet(array, 0, array), 0);
+    EXPECT_EQ(Show(array), "struct");
+    EXPECT_EQ(m_resolver.ArrayGet(array, 0, out), OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE);
+    EXPECT_EQ(m_resolver.ArraySize(array), OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE);
+    EXPECT_EQ(m_resolver.MapSize(array), OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE);
+}
+
+TEST_F(Resolver, EntriesOfMaps) {
+    ExprVariant map;
+    ExprVariant out;
+    ASSERT_EQ(Resolve("attrs", map), 0);
+    Expr key;
+    key.m_self.m_type = OstraneCommon::EXPR_STRING;
+    key.m_self.m_str = "max";
+    bool isFound = false;
+    EXPECT_EQ(m_resolver.MapFind(map, key, out, false, isFound), 0);
+    EXPECT_TRUE(isFound);
+    EXPECT_EQ(Show(out), "2");
+    key.m_self.m_str = "min";
+    EXPECT_EQ(m_resolver.MapFind(map, key, out, false, isFound), 0);
+    EXPECT_FALSE(isFound);
+    EXPECT_EQ(Show(out), "NULL");
+    key.m_self.m_type = OstraneCommon::EXPR_UINT;
+    EXPECT_EQ(m_resolver.MapFind(map, key, out, false, isFound), OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE);
+}
+
+TEST_F(Resolver, CalculatesOverTheRecord) {
+    EXPECT_EQ(Calculate("limit * 2 + size(i32s)", m_resolver), "8");
+    EXPECT_EQ(Calculate("one.preset IS NULL", m_resolver), "false");
+    EXPECT_EQ(Calculate("one.place.zip IS NULL", m_resolver), "true");
+    EXPECT_EQ(Calculate("states[0] = 'OPEN'", m_resolver), "true");
+    EXPECT_EQ(Calculate("one.state", m_resolver), "OPEN");
+    EXPECT_EQ(Calculate("name", m_resolver), "'b'");
+    EXPECT_EQ(Calculate("gone", m_resolver), "-4889: filters.Record has no field gone");
+    EXPECT_EQ(Calculate("limit / 0", m_resolver), "-5145: an integer is divided by zero");
+    EXPECT_EQ(Calculate("i32s", m_resolver), "-5145: a message, a list or a map is no value");
+}
+
+// A host's own resolver: values by name, an array of two, a map.
+class TableResolver : public ExprResolver {
+public:
+    int Resolve(ExprVariant* name, ExprVariant& out) override {
+        m_asked = name->m_str;
+        const auto found = m_values.find(name->m_str);
+        if (found == m_values.end()) {
+            return -1;
+        }
+        out = found->second;
+        return 0;
+    }
+    bool IsArray(ExprVariant& var) override { return var.m_type == OstraneCommon::EXPR_LIST; }
+    int ArraySize(ExprVariant& /*array*/) override { return 2; }
+    int ArrayGet(ExprVariant& /*array*/, int index, ExprVariant& out) override {
+        out.m_type = OstraneCommon::EXPR_UINT;
+        out.m_data.valUInt64 = static_cast<uint64_t>(index) + 10;
+        return 0;
+    }
+    bool IsMap(ExprVariant& var) override { return var.m_type == OstraneCommon::EXPR_STRUCT; }
+    int MapSize(ExprVariant& /*map*/) override { return 4; }
+
+    std::map<std::string, ExprVariant> m_values;
+    std::string m_asked;
+};
+
+TEST_F(Resolver, OfAHost) {
+    TableResolver host;
+    host.m_values["a"].m_type = OstraneCommon::EXPR_INT;
+    host.m_values["a"].m_data.valInt64 = -3;
+    host.m_values["n"].m_type = OstraneCommon::EXPR_NULL;
+    host.m_values["list"].m_type = OstraneCommon::EXPR_LIST;
+    host.m_values["map"].m_type = OstraneCommon::EXPR_STRUCT;
+    host.m_values["text"].m_type = OstraneCommon::EXPR_CSTR;
+    host.m_values["text"].m_data.pCStr = "abc";
+    EXPECT_EQ(Calculate("a * 2", host), "-6");
+    EXPECT_EQ(Calculate("a IS NULL", host), "false");
+    EXPECT_EQ(Calculate("n IS NULL", host), "true");
+    EXPECT_EQ(Calculate("11 IN list", host), "true");
+    EXPECT_EQ(Calculate("size(list) + size(map)", host), "6");
+    EXPECT_EQ(Calculate("text LIKE 'a%'", host), "true");
+    EXPECT_EQ(Calculate("a = text", host), "-5145: an integer and a text do not compare");
+    EXPECT_EQ(Calculate("gone", host), "-4889: the name gone cannot be resolved");
+    host.m_values["?"].m_type = OstraneCommon::EXPR_QUESTION;
+    EXPECT_EQ(Calculate("x['it\\'s'].y[2]", host), "-4889: the name x['it\\'s'].y[2] cannot be resolved");
+    // Filters over a record ask it for the record's names, once.
+    const auto* const field = m_record.GetDescriptor()->FindFieldByName("i32s");
+    ExprParseContext context;
+    Expr* filter = nullptr;
+    ExprError error;
+    ASSERT_EQ(Expr::Parse("$ > a + 4", context, filter, error), 0);
+    EXPECT_EQ(Find(*filter, host, m_record, field, {}), "1 of 2 from 1: .#");
+}
+
+}  // namespace
