@@ -70,16 +70,19 @@ public:
     // target is a field, repeated or singular, or a whole message. `src` may be null for a pop alone.
     // An unset singular source clears the target; a repeated target is cleared before it is refilled
     // and stays so when refilling fails; a message field that is present is not overwritten by a
-    // whole message. A mutable whole message is swapped in. Source and target fields have one type,
-    // and the target message does not lie inside the source message.
+    // whole message. A mutable whole message is swapped in. Source and target fields have one type.
+    // The target message does not lie inside the source message, nor a whole message inside the one that
+    // it replaces.
     int UpdateWithPbField(MutableProtobufField& field, OstraneCommon::ExprType type, OstraneCommon::PbField* src);
 
     // Overwrites the elements idxBegin .. idxEnd, both inclusive, with the first elements of the
     // source run. Negative indexes count from the end once; idxBegin must not lie before the first
     // element. The source is a repeated field of the same type with a descriptor, and its range lies
     // inside it. Strings and messages of a mutable source are exchanged, not copied: the source
-    // positions then hold the target's former values. Elements are written one at a time in ascending
-    // order, so a field copied onto its own later elements repeats its leading ones.
+    // positions then hold the target's former values. References to such elements may afterwards be to
+    // the other field's. Elements are written one at a time in ascending order, so a field copied onto
+    // its own later elements repeats its leading ones. No element that is written may hold the source
+    // message inside, and no element that is read the target message.
     int SetWithPbField(MutableProtobufField& field, int idxBegin, int idxEnd, OstraneCommon::PbField& src);
 
     // Inserts the elements of the source run at `pos`, -1 .. size, where -1 appends as size does.
@@ -91,8 +94,8 @@ public:
     //
     // A source field without elements is a success that changes nothing. Strings and messages of a
     // mutable source are exchanged with what the pass left at their new places. A run of the target
-    // field itself is taken as it stood before the push. No element that is overwritten may hold the
-    // source message inside.
+    // field itself is taken as it stood before the push. References to elements, and what may not lie
+    // inside what: as for set.
     int PushWithPbField(MutableProtobufField& field, int pos, OstraneCommon::PbField& src);
 
     // Removes the elements that a pop expression selects: operand 0 an EXPR_INDEX_RANGE with the range
@@ -127,15 +130,18 @@ private:
     int AssignField(MutableProtobufField& field, OstraneCommon::ExprVariant& value);
 
     // The seven scalar types: bool, int32, uint32, int64, uint64, double, float. The caller picks T
-    // from the field's type.
+    // from the field's type. A caller that has the reflections hands them on: asking a message for its
+    // own takes as long as copying a few hundred values.
 
     // Overwrites idxBegin .. idxEnd, both inside the field, with the first of `count` values.
     template <typename T>
-    int SetRepeatedField(MutableProtobufField& field, int idxBegin, int idxEnd, const T* values, int count);
+    int SetRepeatedField(MutableProtobufField& field, int idxBegin, int idxEnd, const T* values, int count,
+                         const google::protobuf::Reflection* reflection = nullptr);
     // Appends `count` elements, moves the last one down to `pos` (0 .. size) and writes the values from
     // there on.
     template <typename T>
-    int PushRepeatedField(MutableProtobufField& field, int pos, const T* values, int count);
+    int PushRepeatedField(MutableProtobufField& field, int pos, const T* values, int count,
+                          const google::protobuf::Reflection* reflection = nullptr);
 
     template <typename T>
     int SetRepeatedFieldWithExpr(MutableProtobufField& field, int index, OstraneCommon::Expr& value);
@@ -152,7 +158,9 @@ private:
     int PushRepeatedMessageWithExpr(MutableProtobufField& field, int pos, ExprIterator first, ExprIterator last);
 
     template <typename T>
-    int SetRepeatedFieldWithPbField(MutableProtobufField& field, int idxBegin, int idxEnd, OstraneCommon::PbField& src);
+    int SetRepeatedFieldWithPbField(MutableProtobufField& field, int idxBegin, int idxEnd, OstraneCommon::PbField& src,
+                                    const google::protobuf::Reflection* reflection = nullptr,
+                                    const google::protobuf::Reflection* sourceReflection = nullptr);
     int SetRepeatedEnumWithPbField(MutableProtobufField& field, int idxBegin, int idxEnd, OstraneCommon::PbField& src);
     int SetRepeatedStringWithPbField(MutableProtobufField& field, int idxBegin, int idxEnd,
                                      OstraneCommon::PbField& src);
@@ -160,7 +168,9 @@ private:
                                       OstraneCommon::PbField& src);
 
     template <typename T>
-    int PushRepeatedFieldWithPbField(MutableProtobufField& field, int pos, OstraneCommon::PbField& src);
+    int PushRepeatedFieldWithPbField(MutableProtobufField& field, int pos, OstraneCommon::PbField& src,
+                                     const google::protobuf::Reflection* reflection = nullptr,
+                                     const google::protobuf::Reflection* sourceReflection = nullptr);
     int PushRepeatedEnumWithPbField(MutableProtobufField& field, int pos, OstraneCommon::PbField& src);
     int PushRepeatedStringWithPbField(MutableProtobufField& field, int pos, OstraneCommon::PbField& src);
     int PushRepeatedMessageWithPbField(MutableProtobufField& field, int pos, OstraneCommon::PbField& src);
@@ -243,9 +253,12 @@ bool CastElement(const ExprVariant& value, T& element) {
 // The run of a scalar source field: `count` values from `values` on.
 template <typename T>
 struct SourceRun {
-    explicit SourceRun(const PbField& src) {
+    SourceRun(const PbField& src, const google::protobuf::Reflection* reflection) {
+        if (reflection == nullptr) {
+            reflection = src.pMessage->GetReflection();
+        }
         const google::protobuf::RepeatedField<T>& container =
-            src.pMessage->GetReflection()->GetRepeatedField<T>(*src.pMessage, src.pFieldDesc);
+            reflection->GetRepeatedField<T>(*src.pMessage, src.pFieldDesc);
         values = container.data();
         count = container.size();
         if (src.isArrayRange) {
@@ -262,9 +275,12 @@ struct SourceRun {
 
 template <typename T>
 int ProtobufRecordUtil::SetRepeatedField(MutableProtobufField& field, int idxBegin, int idxEnd, const T* values,
-                                         int count) {
+                                         int count, const google::protobuf::Reflection* reflection) {
+    if (reflection == nullptr) {
+        reflection = field.m_pParent->GetReflection();
+    }
     google::protobuf::RepeatedField<T>* pRepeated =
-        field.m_pParent->GetReflection()->MutableRepeatedField<T>(field.m_pParent, field.m_pFieldDesc);
+        reflection->MutableRepeatedField<T>(field.m_pParent, field.m_pFieldDesc);
     if (pRepeated == nullptr) {
         OSTRANE_HEADER_ERROR("pRepeated(%s) is null", FullName(field.m_pFieldDesc).c_str());
         return OstraneErrCode::GEN_ERR_ERR;
@@ -293,9 +309,13 @@ int ProtobufRecordUtil::SetRepeatedField(MutableProtobufField& field, int idxBeg
 }
 
 template <typename T>
-int ProtobufRecordUtil::PushRepeatedField(MutableProtobufField& field, int pos, const T* values, int count) {
+int ProtobufRecordUtil::PushRepeatedField(MutableProtobufField& field, int pos, const T* values, int count,
+                                          const google::protobuf::Reflection* reflection) {
+    if (reflection == nullptr) {
+        reflection = field.m_pParent->GetReflection();
+    }
     google::protobuf::RepeatedField<T>* pRepeated =
-        field.m_pParent->GetReflection()->MutableRepeatedField<T>(field.m_pParent, field.m_pFieldDesc);
+        reflection->MutableRepeatedField<T>(field.m_pParent, field.m_pFieldDesc);
     if (pRepeated == nullptr) {
         OSTRANE_HEADER_ERROR("pRepeated(%s) is null", FullName(field.m_pFieldDesc).c_str());
         return OstraneErrCode::GEN_ERR_ERR;
@@ -363,16 +383,20 @@ int ProtobufRecordUtil::PushRepeatedFieldWithExpr(MutableProtobufField& field, i
 
 template <typename T>
 int ProtobufRecordUtil::SetRepeatedFieldWithPbField(MutableProtobufField& field, int idxBegin, int idxEnd,
-                                                    OstraneCommon::PbField& src) {
-    const OstraneCommon::SourceRun<T> run(src);
-    return SetRepeatedField<T>(field, idxBegin, idxEnd, run.values, run.count);
+                                                    OstraneCommon::PbField& src,
+                                                    const google::protobuf::Reflection* reflection,
+                                                    const google::protobuf::Reflection* sourceReflection) {
+    const OstraneCommon::SourceRun<T> run(src, sourceReflection);
+    return SetRepeatedField<T>(field, idxBegin, idxEnd, run.values, run.count, reflection);
 }
 
 template <typename T>
 int ProtobufRecordUtil::PushRepeatedFieldWithPbField(MutableProtobufField& field, int pos,
-                                                     OstraneCommon::PbField& src) {
-    const OstraneCommon::SourceRun<T> run(src);
-    return PushRepeatedField<T>(field, pos, run.values, run.count);
+                                                     OstraneCommon::PbField& src,
+                                                     const google::protobuf::Reflection* reflection,
+                                                     const google::protobuf::Reflection* sourceReflection) {
+    const OstraneCommon::SourceRun<T> run(src, sourceReflection);
+    return PushRepeatedField<T>(field, pos, run.values, run.count, reflection);
 }
 
 template <typename T>
