@@ -42,6 +42,14 @@ Examples:
   ostrane get --proto player.proto --type demo.Player --in player.json "GET scores[-3..]"
   ostrane get --proto player.proto --type demo.Player --in players.ndjson "GET items[*] WHERE state = 'OPEN'")";
 
+constexpr char EXPLAIN_FOOTER[] = R"(
+Shows of each statement what will be done, and the trees of its value and condition; of each record, when there is
+an input, what would be matched and changed.
+
+Examples:
+  ostrane explain --proto player.proto --type demo.Player "POP items[*] WHERE qty < 5 AND state = 'OPEN'"
+  ostrane explain --proto player.proto --type demo.Player --in player.json "POP scores WHERE $ > 10")";
+
 // The texts of options that are not yet what they stand for.
 struct RawFormats {
     std::string in;
@@ -92,17 +100,8 @@ void AddStatementOptions(CLI::App& app, Arguments& arguments, const char* name) 
         ->take_all()
         ->allow_extra_args(false);
     app.add_option("--where", arguments.where, "Only the records for which this condition is true")->type_name("EXPR");
-    app.add_option("--report", arguments.report, "Write what each statement did to each record, as JSON lines")
-        ->type_name("FILE");
-    app.add_flag("--keep-going", arguments.keepGoing, "Pass over a record that fails, and go on");
     app.add_flag("--strict", arguments.strict, "A selector that selects nothing is an error");
     app.add_flag("--partial", arguments.partial, "Records may lack required fields");
-    app.add_option_function<std::string>(
-           "--json-names", [&arguments](const std::string& names) { arguments.camelNames = names == "camel"; },
-           "The names in JSON output: proto (the schema's) or camel")
-        ->type_name("NAMES")
-        ->check(CLI::IsMember({"proto", "camel"}))
-        ->default_str("proto");
     static const std::map<std::string, LogLevel> LEVELS = {
         {"off", LogLevel::Off}, {"error", LogLevel::Error}, {"debug", LogLevel::Debug}};
     app.add_option_function<std::string>(
@@ -111,6 +110,18 @@ void AddStatementOptions(CLI::App& app, Arguments& arguments, const char* name) 
         ->type_name("LEVEL")
         ->check(CLI::IsMember({"off", "error", "debug"}))
         ->default_str("off");
+}
+
+void AddRunOptions(CLI::App& app, Arguments& arguments) {
+    app.add_option("--report", arguments.report, "Write what each statement did to each record, as JSON lines")
+        ->type_name("FILE");
+    app.add_flag("--keep-going", arguments.keepGoing, "Pass over a record that fails, and go on");
+    app.add_option_function<std::string>(
+           "--json-names", [&arguments](const std::string& names) { arguments.camelNames = names == "camel"; },
+           "The names in JSON output: proto (the schema's) or camel")
+        ->type_name("NAMES")
+        ->check(CLI::IsMember({"proto", "camel"}))
+        ->default_str("proto");
 }
 
 void AddApply(CLI::App& app, Arguments& arguments, RawFormats& formats) {
@@ -124,6 +135,7 @@ void AddApply(CLI::App& app, Arguments& arguments, RawFormats& formats) {
         ->type_name("FORMAT")
         ->group(group);
     AddStatementOptions(*apply, arguments, "STATEMENTS");
+    AddRunOptions(*apply, arguments);
     apply->add_flag("--dry-run", arguments.dryRun, "Write no record; say what would have changed");
     apply->footer(APPLY_FOOTER);
     apply->callback([&arguments] { arguments.command = Command::Apply; });
@@ -134,10 +146,20 @@ void AddGet(CLI::App& app, Arguments& arguments, RawFormats& formats) {
     AddSchemaOptions(*get, arguments);
     AddInputOptions(*get, arguments, formats);
     AddStatementOptions(*get, arguments, "STATEMENT");
+    AddRunOptions(*get, arguments);
     get->add_flag("--positions", arguments.positions,
                   "Put the element's position and a tab before it; of a stream, the record's number first");
     get->footer(GET_FOOTER);
     get->callback([&arguments] { arguments.command = Command::Get; });
+}
+
+void AddExplain(CLI::App& app, Arguments& arguments, RawFormats& formats) {
+    CLI::App* const explain = app.add_subcommand("explain", "Show what statements would do, and write nothing");
+    AddSchemaOptions(*explain, arguments);
+    AddInputOptions(*explain, arguments, formats);
+    AddStatementOptions(*explain, arguments, "STATEMENTS");
+    explain->footer(EXPLAIN_FOOTER);
+    explain->callback([&arguments] { arguments.command = Command::Explain; });
 }
 
 bool ReadFormat(const char* option, const std::string& name, RecordFormat& format, int& exitStatus) {
@@ -208,7 +230,8 @@ bool CheckArguments(const RawFormats& formats, Arguments& arguments, int& exitSt
     if (arguments.inPlace && !arguments.outFile.empty()) {
         return FailUsage("--in-place and --out exclude each other", exitStatus);
     }
-    return ChooseFormats(formats, arguments, exitStatus);
+    arguments.hasInput = arguments.command != Command::Explain || !arguments.inFile.empty() || !formats.in.empty();
+    return !arguments.hasInput || ChooseFormats(formats, arguments, exitStatus);
 }
 
 // The options that the command knows, for a hint at the one that was meant.
@@ -230,13 +253,13 @@ bool FailParse(const CLI::App& app, const CLI::ParseError& error, int& exitStatu
     if (!rest.empty()) {
         std::vector<std::string> known = OptionNames(command);
         if (chosen.empty()) {
-            known = {"apply", "get", "codes"};
+            known = {"apply", "get", "explain", "codes"};
         }
         const std::string hint = OstraneRecord::DidYouMean(rest.front(), known);
         message = "'" + rest.front() + "' was not expected" + (hint.empty() ? "" : "; " + hint);
     }
     if (chosen.empty() && rest.empty()) {
-        message = "name a command: apply, get or codes";
+        message = "name a command: apply, get, explain or codes";
     }
     return FailUsage(message + (message.back() == '?' ? " See" : "; see") + " ostrane " +
                          (chosen.empty() ? "" : command.get_name() + " ") + "--help",
@@ -253,6 +276,7 @@ bool ParseArguments(int argc, const char* const* argv, Arguments& arguments, int
     RawFormats formats;
     AddApply(app, arguments, formats);
     AddGet(app, arguments, formats);
+    AddExplain(app, arguments, formats);
     app.add_subcommand("codes", "List the result codes")->callback([&arguments] {
         arguments.command = Command::Codes;
     });

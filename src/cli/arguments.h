@@ -9,7 +9,7 @@
 
 namespace OstraneCli {
 
-enum class Command { Apply, Get, Codes };
+enum class Command { Apply, Get, Explain, Codes };
 enum class LogLevel { Off, Error, Debug };
 
 struct Arguments {
@@ -20,7 +20,8 @@ struct Arguments {
     std::string descriptorSet;
     std::string type;
 
-    std::string inFile;  // empty: stdin
+    bool hasInput = true;  // explain does without
+    std::string inFile;    // empty: stdin
     OstraneRecord::RecordFormat inFormat = OstraneRecord::RecordFormat::Json;
     std::string outFile;  // empty: stdout, unless in place
     bool inPlace = false;

@@ -56,6 +56,8 @@ int Run(int argc, char** argv) {
             return OstraneCli::RunApply(arguments);
         case OstraneCli::Command::Get:
             return OstraneCli::RunGet(arguments);
+        case OstraneCli::Command::Explain:
+            return OstraneCli::RunExplain(arguments);
         case OstraneCli::Command::Codes:
             break;
     }

@@ -8,6 +8,7 @@ namespace OstraneCli {
 
 int RunApply(const Arguments& arguments);
 int RunGet(const Arguments& arguments);
+int RunExplain(const Arguments& arguments);
 int RunCodes();
 
 }  // namespace OstraneCli

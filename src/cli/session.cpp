@@ -195,6 +195,10 @@ int Session::CompileCondition() {
 
 // What the condition alone asks for is not the statements'; what neither asks for is told as not known.
 int Session::BindParameters() {
+    // A plan can be shown before its parameters are known.
+    if (!m_arguments.hasInput && m_arguments.parameters.empty()) {
+        return EXIT_DONE;
+    }
     const std::vector<std::string> ofStatements = m_plan.ParameterNames();
     for (const std::string& name : m_condition.ParameterNames()) {
         if (std::find(ofStatements.begin(), ofStatements.end(), name) == ofStatements.end()) {
@@ -230,6 +234,9 @@ int Session::LockInput() {
 }
 
 int Session::OpenInput() {
+    if (!m_arguments.hasInput) {
+        return EXIT_DONE;
+    }
     const bool isStdin = m_arguments.inFile.empty();
     const std::string name = isStdin ? "standard input" : m_arguments.inFile;
     m_input = isStdin ? STDIN_FILENO : open(name.c_str(), O_RDONLY | O_CLOEXEC);

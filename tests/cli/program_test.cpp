@@ -65,7 +65,8 @@ TEST(Apply, StatementsApplyTogetherOrNotAtAll) {
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err,
-              "error -4633 COMMON_ERR_INVALID_ARRAY_INDEX: index 9 is beyond 4 elements of demo.Player.scores\n"
+              "error -4633 COMMON_ERR_INVALID_ARRAY_INDEX: index 9 is beyond 4 elements of demo.Player.scores (line 2, "
+              "column 12)\n"
               "  SET scores[9] = 1\n"
               "             ^\n");
     EXPECT_EQ(folder.Read("a.json"), RECORD);
@@ -195,10 +196,10 @@ TEST(Options, StatementsFromAFile) {
     const Outcome wrong = RunOstrane(Player("apply", {"--file", file, "--in-format", "ndjson"}), WithInput(RECORD));
     EXPECT_EQ(wrong.status, 1);
     EXPECT_EQ(Short(wrong.err, folder),
-              "error -4889 COMMON_ERR_INVALID_FIELD_NAME: demo.Player has no field 'scroes'\n"
+              "error -4889 COMMON_ERR_INVALID_FIELD_NAME: demo.Player has no field 'scroes' (line 2, column 5)\n"
               "  POP scroes[0]\n"
               "      ^\n"
-              "hint: did you mean 'scores'?\n"
+              "  hint: did you mean 'scores'?\n"
               "  in DIR/s.txt\n");
 }
 
@@ -285,17 +286,16 @@ TEST(Options, JsonNames) {
 }
 
 TEST(Options, LogShowsTheFieldOperations) {
-    const Surroundings setup = WithInput(R"({"name":"a","scores":[1]})");
-    const Outcome silent = RunOstrane(Player("apply", {"--in-format", "json", "PUSH scores FROM scores"}), setup);
-    EXPECT_EQ(silent.err, "");
-    const Outcome debug =
-        RunOstrane(Player("apply", {"--in-format", "json", "--log", "debug", "PUSH scores FROM scores"}), setup);
-    EXPECT_EQ(debug.status, 0) << debug.err;
-    EXPECT_EQ(debug.out, silent.out);
+    const Surroundings setup = WithInput(R"({"name":"a","profile":{"email":"x"}})");
+    const auto applyWith = [&setup](const char* level) {
+        return RunOstrane(Player("apply", {"--in-format", "json", "--log", level, "SET profile FROM profile"}), setup);
+    };
+    const Outcome debug = applyWith("debug");
+    EXPECT_EQ(debug.status, 0);
+    EXPECT_THAT(debug.err, HasSubstr(" DEBUG src/common/protobuf_record_util.cpp:"));
     for (const char* level : {"off", "error"}) {
-        EXPECT_EQ(
-            RunOstrane(Player("apply", {"--in-format", "json", "--log", level, "PUSH scores FROM scores"}), setup).err,
-            "");
+        EXPECT_EQ(applyWith(level).err, "");
+        EXPECT_EQ(applyWith(level).out, debug.out);
     }
 }
 
@@ -307,7 +307,7 @@ TEST(Options, Version) {
 
 TEST(Options, HelpShowsExamplesAndOnlyWhatThereIs) {
     for (const std::vector<std::string>& arguments :
-         {std::vector<std::string>{"--help"}, {"apply", "--help"}, {"get", "--help"}}) {
+         {std::vector<std::string>{"--help"}, {"apply", "--help"}, {"get", "--help"}, {"explain", "--help"}}) {
         const Outcome outcome = RunOstrane(arguments);
         EXPECT_EQ(outcome.status, 0);
         EXPECT_THAT(outcome.out, HasSubstr("Examples:\n  ostrane "));
@@ -355,6 +355,47 @@ TEST(Apply, ElementsGoToStdoutWhenTheRecordDoesNot) {
     EXPECT_THAT(refused.err, StartsWith("ostrane: GET and TAKE print to stdout, where the record goes too: "));
 }
 
+TEST(Explain, ShowsPlanAndTrees) {
+    const Outcome outcome =
+        RunOstrane(Player("explain", {"PUSH scores[1] = 7;\nPOP items[*] WHERE qty < :limit AND state = 'OPEN'"}));
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out,
+              "1: PUSH scores[1] = 7\n"
+              "  plan\n"
+              "    insert into demo.Player.scores (a repeated int32 field) at scores[1]: 7\n"
+              "  value\n"
+              "    7\n"
+              "2: POP items[*] WHERE qty < :limit AND state = 'OPEN'\n"
+              "  plan\n"
+              "    remove elements of demo.Player.items (a repeated field of demo.Item) at items[*] where qty < :limit "
+              "AND state = 'OPEN'\n"
+              "  where\n"
+              "    qty < :limit AND state = 'OPEN'\n"
+              "      qty < :limit\n"
+              "        qty\n"
+              "        :limit\n"
+              "      state = 'OPEN'\n"
+              "        state\n"
+              "        'OPEN'\n");
+}
+
+TEST(Explain, ShowsWhatWouldHappenToARecordAndWritesNothing) {
+    TempFolder folder;
+    const std::string in = folder.Write("a.json", RECORD);
+    const Outcome outcome = RunOstrane(Player("explain", {"--in", in, "POP scores WHERE $ > 10; SET level = 2"}));
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(Short(outcome.out, folder), testing::EndsWith("DIR/a.json\n"
+                                                              "  1: matched 2 at 1, 2, changed 2, size 3 -> 1\n"
+                                                              "  2: matched 1, changed 1, size 0 -> 1\n"));
+    EXPECT_EQ(folder.Read("a.json"), RECORD);
+    const Outcome chosen = RunOstrane(Player("explain", {"--in", in, "--where", "level > 5", "CLEAR scores"}));
+    EXPECT_THAT(Short(chosen.out, folder), testing::EndsWith("DIR/a.json\n  not chosen by --where\n"));
+    const Outcome failing = RunOstrane(Player("explain", {"--in", in, "SET scores[9] = 1"}));
+    EXPECT_EQ(failing.status, 1);
+    EXPECT_THAT(failing.err, StartsWith("error -4633 "));
+    EXPECT_EQ(RunOstrane(Player("explain", {"SET scroes[9] = 1"})).status, 1);
+}
+
 TEST(Codes, ListsThemAll) {
     const Outcome outcome = RunOstrane({"codes"});
     EXPECT_EQ(outcome.status, 0);
@@ -376,7 +417,7 @@ struct UsageRow {
 TEST(Usage, WrongOnesAreToldInOneLine) {
     const std::string proto = OSTRANE_EXAMPLES "/player.proto";
     const UsageRow rows[] = {
-        {{}, "name a command: apply, get or codes; see ostrane --help"},
+        {{}, "name a command: apply, get, explain or codes; see ostrane --help"},
         {{"aply"}, "'aply' was not expected; did you mean 'apply'? See ostrane --help"},
         {{"apply", "--tpye", "x"}, "'--tpye' was not expected; did you mean '--type'? See ostrane apply --help"},
         {{"apply"}, "name the schema with --proto FILE or --descriptor-set FILE"},
@@ -458,7 +499,7 @@ TEST(BadInput, IsToldAndTheFileStays) {
          "name\n"},
         {"a.json", RECORD, "PUSH scroes = 1", 1,
          "error -4889 COMMON_ERR_INVALID_FIELD_NAME: demo.Player has no field 'scroes'\n  PUSH scroes = 1\n       ^\n"
-         "hint: did you mean 'scores'?\n"},
+         "  hint: did you mean 'scores'?\n"},
         {"a.json", RECORD, "PUSH scores[9] = 1", 1,
          "error -4633 COMMON_ERR_INVALID_ARRAY_INDEX: index 9 is beyond 3 elements of demo.Player.scores\n"
          "  PUSH scores[9] = 1\n              ^\n"},
@@ -758,7 +799,7 @@ TEST(Terminal, ErrorsAreInColourUnlessItIsUnwanted) {
               "\x1b[1;31merror -4889 COMMON_ERR_INVALID_FIELD_NAME:\x1b[0m demo.Player has no field 'scroes'\r\n"
               "  PUSH scroes = 1\r\n"
               "       \x1b[1;32m^\x1b[0m\r\n"
-              "\x1b[36mhint:\x1b[0m did you mean 'scores'?\r\n");
+              "  \x1b[36mhint:\x1b[0m did you mean 'scores'?\r\n");
     for (const std::vector<std::string>& environment :
          {std::vector<std::string>{"TERM=xterm", "NO_COLOR=1"}, {"TERM=dumb", "NO_COLOR"}, {"TERM", "NO_COLOR"}}) {
         const Outcome plain = RunOnTerminal(arguments, environment);
