@@ -231,16 +231,17 @@ std::string KindOf(const FieldDescriptor* field) {
 }
 
 std::string ShowValue(const ExprVariant& value) {
-    std::string shown = value.ToStr();
-    if (shown.size() > kShownValue) {
+    if (value.m_str.size() > kShownValue) {
+        ExprVariant head = value;
         size_t end = kShownValue;
-        while (end > 0 && (static_cast<unsigned char>(shown[end]) & 0xC0U) == 0x80U) {
+        while (end > 0 && value.m_type == OstraneCommon::EXPR_STRING &&
+               (static_cast<unsigned char>(value.m_str[end]) & 0xC0U) == 0x80U) {
             --end;
         }
-        shown.erase(end);
-        shown += "..";
+        head.m_str.erase(end);
+        return head.ToStr() + "..";
     }
-    return shown;
+    return value.ToStr();
 }
 
 int ConvertValue(const ExprVariant& value, const FieldDescriptor* field, bool isEnumNumber, FieldValue& out,

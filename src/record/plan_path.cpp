@@ -16,6 +16,12 @@ using google::protobuf::FieldDescriptor;
 using OstraneCommon::Expr;
 using OstraneCommon::PathStep;
 
+// A name as a message shows it: what is longer than any name is cut.
+std::string CutName(const std::string& name) {
+    constexpr size_t kShownName = 100;
+    return name.size() <= kShownName ? name : name.substr(0, kShownName) + "..";
+}
+
 std::string NameOf(const FieldDescriptor* field) {
     return std::string(field->full_name());
 }
@@ -242,13 +248,14 @@ int FindField(const Descriptor* type, const std::string& name, bool isExtension,
         out = type->file()->pool()->FindExtensionByName(name);
         if (out == nullptr) {
             return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, place,
-                        "there is no extension '" + name + "'");
+                        "there is no extension '" + CutName(name) + "'");
         }
         if (out->containing_type() != type) {
             const std::string extended(out->containing_type()->full_name());
             out = nullptr;
             return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, place,
-                        "the extension '" + name + "' extends " + extended + ", not " + std::string(type->full_name()));
+                        "the extension '" + CutName(name) + "' extends " + extended + ", not " +
+                            std::string(type->full_name()));
         }
         return 0;
     }
@@ -261,7 +268,7 @@ int FindField(const Descriptor* type, const std::string& name, bool isExtension,
         names.emplace_back(type->field(i)->name());
     }
     return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, place,
-                std::string(type->full_name()) + " has no field '" + name + "'", DidYouMean(name, names));
+                std::string(type->full_name()) + " has no field '" + CutName(name) + "'", DidYouMean(name, names));
 }
 
 int ResolveKey(Expr* key, const FieldDescriptor* map, CompiledStatements& compiled, int statement, const Place& place,
@@ -314,7 +321,7 @@ int ResolvePath(const OstraneCommon::StatementPath& path, CompiledStatements& co
         const bool isLast = i + 1 == path.steps.size();
         if (!isLast) {
             const bool maySelect = selectorStep != nullptr && *selectorStep < 0;
-            ret = CheckOnTheWay(step, path.steps[i + 1].name, maySelect, failure);
+            ret = CheckOnTheWay(step, CutName(path.steps[i + 1].name), maySelect, failure);
             if (ret != 0) {
                 return ret;
             }

@@ -1,0 +1,145 @@
+// What statements allocate, and what happens when they cannot.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+#include <string>
+
+#include "player_record.h"
+
+namespace {
+
+// Of this thread, while it is counted.
+thread_local bool isCounted = false;
+thread_local size_t allocatedBytes = 0;
+thread_local long failAfter = -1;  // allocations that still succeed; -1: all
+
+void* Allocate(size_t size) {
+    if (isCounted) {
+        allocatedBytes += size;
+        if (failAfter == 0) {
+            throw std::bad_alloc();
+        }
+        failAfter -= failAfter > 0 ? 1 : 0;
+    }
+    void* memory = std::malloc(size == 0 ? 1 : size);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+}  // namespace
+
+void* operator new(size_t size) {
+    return Allocate(size);
+}
+void* operator new[](size_t size) {
+    return Allocate(size);
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, size_t) noexcept {
+    std::free(memory);
+}
+
+namespace {
+
+using namespace OstraneErrCode;
+using namespace OstraneRecord;
+
+constexpr size_t kLarge = 1024 * 1024;
+
+// What one execution allocates on a record of more than a megabyte.
+size_t BytesOf(const std::string& statements) {
+    PlayerRecord player("scores: [1, 2, 3] items { sku: \"a\" qty: 1 } tags: \"t\"");
+    const google::protobuf::Message& message = player.Message();
+    message.GetReflection()->AddString(&player.Message(), player.Field("keys"), std::string(kLarge, 'x'));
+    StatementPlan plan;
+    StatementError error;
+    BoundPlan bound;
+    EXPECT_EQ(StatementPlan::Compile(statements, PlayerRecord::Type(), {}, plan, error), 0) << error.message;
+    EXPECT_EQ(plan.Bind({}, bound, error), 0);
+    ExecutionResult result;
+    allocatedBytes = 0;
+    isCounted = true;
+    bound.Execute(player.Record(), result);
+    isCounted = false;
+    return allocatedBytes;
+}
+
+TEST(StatementMemory, OneStatementCopiesNoRecord) {
+    for (const char* statement :
+         {"PUSH scores[1] = 7", "SET items[*].qty = qty + 1 WHERE sku = 'a'", "POP scores[0]", "SET scores[9] = 1",
+          "PUSH items = {sku: 'b', qty: 1, origin: {city: 'x'}}", "PUSH scores FROM scores", "TAKE tags", "CLEAR items",
+          "SET profile.address.city = 'Oslo'", "SET hand FROM items[0]", "SET scores = [1, 2]"}) {
+        EXPECT_LT(BytesOf(statement), kLarge / 16) << statement;
+    }
+}
+
+TEST(StatementMemory, AListKeepsOneCopyForUndoing) {
+    EXPECT_GT(BytesOf("PUSH scores = 7; PUSH scores = 8"), kLarge);
+    EXPECT_LT(BytesOf("PUSH scores = 7; PUSH scores = 8; PUSH scores = 9"), 2 * kLarge);
+    EXPECT_LT(BytesOf("GET scores; GET tags; PUSH scores = 9"), kLarge / 16) << "nothing to undo before the last one";
+}
+
+// Compiles with the k-th allocation failing, for every k until none does.
+TEST(StatementMemory, NoFailedAllocationLeavesTheCompiler) {
+    const std::string text =
+        "SET items[*] = {qty: qty + :v, tags: ['a', sku]} WHERE sku LIKE 'a%' AND qty IN (1, 2); PUSH scrs = 1";
+    PlayerRecord player;
+    int failures = 0;
+    for (long k = 0;; ++k) {
+        StatementPlan plan;
+        StatementError error;
+        failAfter = k;
+        isCounted = true;
+        const int ret = StatementPlan::Compile(text, PlayerRecord::Type(), {}, plan, error);
+        isCounted = false;
+        failAfter = -1;
+        if (ret != GEN_ERR_ERR) {
+            EXPECT_EQ(ret, COMMON_ERR_INVALID_FIELD_NAME);
+            break;
+        }
+        ++failures;
+        ASSERT_EQ(error.message, "out of memory");
+    }
+    EXPECT_GT(failures, 50);
+}
+
+// Looks with the k-th allocation failing: a statement that has not begun to write changes nothing.
+TEST(StatementMemory, NoFailedAllocationLeavesAnExecution) {
+    StatementPlan plan;
+    StatementError error;
+    BoundPlan bound;
+    const std::string text = "GET items[*] WHERE sku LIKE 'a%'; GET attrs; GET scores[0, -1]; SET scores[9] = 1";
+    ASSERT_EQ(StatementPlan::Compile(text, PlayerRecord::Type(), {}, plan, error), 0);
+    ASSERT_EQ(plan.Bind({}, bound, error), 0);
+    PlayerRecord player("scores: [1, 2] items { sku: \"a\" qty: 1 } attrs { key: \"hp\" value: 4 }");
+    const std::string before = player.Show();
+    int failures = 0;
+    for (long k = 0;; ++k) {
+        ExecutionResult result;
+        failAfter = k;
+        isCounted = true;
+        const int ret = bound.Execute(player.Record(), result);
+        isCounted = false;
+        failAfter = -1;
+        ASSERT_EQ(player.Show(), before);
+        if (ret != GEN_ERR_ERR) {
+            EXPECT_EQ(ret, COMMON_ERR_INVALID_ARRAY_INDEX);
+            break;
+        }
+        ++failures;
+    }
+    EXPECT_GT(failures, 20);
+}
+
+}  // namespace
