@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "common/err_code.h"
-#include "record/json_cursor.h"
+#include "record/json_decoder.h"
 #include "record/json_text.h"
 #include "record/json_well_known.h"
 #include "record/nearest_name.h"
@@ -34,102 +34,8 @@ namespace {
 
 // What protobuf's own readers take.
 constexpr int MAX_NESTING = 100;
-// Of a value shown in an error.
-constexpr size_t MAX_SHOWN = 60;
 
-class JsonDecoder {
-public:
-    JsonDecoder(const char* json, size_t size) : m_cursor(json, size) {}
-
-    bool ReadRecord(Message& message) { return ReadMessage(message) && m_cursor.ExpectEnd(); }
-    const JsonCursor& Cursor() const { return m_cursor; }
-    const std::string& Hint() const { return m_hint; }
-    const std::string& FieldName() const { return m_fieldName; }
-
-private:
-    // Which members of one object have been read.
-    struct SeenMembers {
-        explicit SeenMembers(const Descriptor* type)
-            : fields(static_cast<size_t>(type->field_count())), oneofs(static_cast<size_t>(type->oneof_decl_count())) {}
-        std::vector<bool> fields;
-        std::vector<bool> oneofs;
-    };
-
-    bool FailField(size_t offset, const FieldDescriptor* field, const std::string& reason);
-    bool Misfit(size_t offset, const FieldDescriptor* field, const char* wanted, const std::string& found);
-
-    bool ReadMessage(Message& message);
-    bool ReadMembers(Message& message, bool isAnyContent);
-    bool ReadMember(Message& message, const std::string& name, size_t offset, SeenMembers& seen);
-    const FieldDescriptor* FindField(const Descriptor* type, const std::string& name, size_t offset);
-    bool ReadField(Message& parent, const FieldDescriptor* field);
-    bool ReadArray(Message& parent, const FieldDescriptor* field);
-    bool ReadMap(Message& parent, const FieldDescriptor* field);
-    bool SetMapKey(Message& entry, const FieldDescriptor* field, const std::string& text, size_t offset,
-                   std::string& canonical);
-    bool ReadValue(Message& parent, const FieldDescriptor* field);
-    bool ReadInteger(Message& parent, const FieldDescriptor* field, size_t offset);
-    bool ReadFloating(Message& parent, const FieldDescriptor* field, size_t offset);
-    bool ReadBool(Message& parent, const FieldDescriptor* field, size_t offset);
-    bool ReadText(Message& parent, const FieldDescriptor* field, size_t offset);
-    bool ReadEnum(Message& parent, const FieldDescriptor* field, size_t offset);
-    bool ReadNumberText(const FieldDescriptor* field, size_t offset, const char* wanted, std::string& text);
-    std::string ShowValue();
-    bool ReadWellKnown(WellKnown kind, Message& message);
-    bool ReadDynamicValue(Message& value);
-    bool ReadAny(Message& any);
-    bool FindTypeUrl(std::string& url);
-
-    JsonCursor m_cursor;
-    int m_nesting = 0;
-    std::string m_hint;
-    std::string m_fieldName;
-};
-
-bool JsonDecoder::FailField(size_t offset, const FieldDescriptor* field, const std::string& reason) {
-    m_fieldName = std::string(field->full_name());
-    return m_cursor.FailAt(offset, reason);
-}
-
-bool JsonDecoder::Misfit(size_t offset, const FieldDescriptor* field, const char* wanted, const std::string& found) {
-    return FailField(offset, field, std::string(field->full_name()) + " takes " + wanted + ", not " + found);
-}
-
-std::string Shorten(const std::string& text) {
-    if (text.size() <= MAX_SHOWN) {
-        return text;
-    }
-    size_t end = MAX_SHOWN;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
-        --end;
-    }
-    return text.substr(0, end) + "..";
-}
-
-// The value at the cursor for a message; it is read only where it is short.
-std::string JsonDecoder::ShowValue() {
-    std::string text;
-    switch (m_cursor.Peek()) {
-        case JsonKind::Object:
-            return "an object";
-        case JsonKind::Array:
-            return "a list";
-        case JsonKind::String:
-            return m_cursor.ReadString(text) ? "the text '" + Shorten(text) + "'" : text;
-        case JsonKind::Number:
-            return m_cursor.ReadNumber(text) ? Shorten(text) : text;
-        case JsonKind::True:
-            return m_cursor.ReadLiteral() ? "true" : text;
-        case JsonKind::False:
-            return m_cursor.ReadLiteral() ? "false" : text;
-        case JsonKind::Null:
-            return m_cursor.ReadLiteral() ? "null" : text;
-        default:
-            // What is no value at all is told as such.
-            m_cursor.ReadLiteral();
-            return text;
-    }
-}
+}  // namespace
 
 const FieldDescriptor* JsonDecoder::FindField(const Descriptor* type, const std::string& name, size_t offset) {
     const FieldDescriptor* field = type->FindFieldByName(name);
@@ -145,7 +51,7 @@ const FieldDescriptor* JsonDecoder::FindField(const Descriptor* type, const std:
             known.emplace_back(type->field(i)->name());
         }
         m_hint = DidYouMean(name, known);
-        m_cursor.FailAt(offset, typeName + " has no field '" + Shorten(name) + "'");
+        m_cursor.FailAt(offset, typeName + " has no field '" + ShortenForError(name) + "'");
         return nullptr;
     }
     if (field->type() == FieldDescriptor::TYPE_GROUP) {
@@ -288,7 +194,7 @@ bool JsonDecoder::SetMapKey(Message& entry, const FieldDescriptor* field, const 
     }
     if (!fits) {
         const std::string wanted = "keys of the type " + std::string(key->type_name());
-        return Misfit(offset, field, wanted.c_str(), "'" + Shorten(text) + "'");
+        return Misfit(offset, field, wanted.c_str(), "'" + ShortenForError(text) + "'");
     }
     return true;
 }
@@ -315,8 +221,9 @@ bool JsonDecoder::ReadMap(Message& parent, const FieldDescriptor* field) {
             return false;
         }
         if (!keys.insert(canonical).second) {
-            return FailField(offset, field,
-                             "the key '" + Shorten(name) + "' of " + std::string(field->full_name()) + " stands twice");
+            return FailField(
+                offset, field,
+                "the key '" + ShortenForError(name) + "' of " + std::string(field->full_name()) + " stands twice");
         }
         if (m_cursor.Peek() == JsonKind::Null && !TakesNull(value)) {
             return FailField(m_cursor.Offset(), field,
@@ -359,180 +266,6 @@ bool JsonDecoder::ReadValue(Message& parent, const FieldDescriptor* field) {
     return ReadMessage(*message);
 }
 
-// Stores a value of the C++ type that `Type` names.
-#define OSTRANE_STORE(Type, value)                                      \
-    do {                                                                \
-        if (field->is_repeated()) {                                     \
-            parent.GetReflection()->Add##Type(&parent, field, (value)); \
-        } else {                                                        \
-            parent.GetReflection()->Set##Type(&parent, field, (value)); \
-        }                                                               \
-    } while (false)
-
-// A number, or a text that holds one: 64-bit integers are written as texts.
-bool JsonDecoder::ReadNumberText(const FieldDescriptor* field, size_t offset, const char* wanted, std::string& text) {
-    const JsonKind kind = m_cursor.Peek();
-    if (kind == JsonKind::Number) {
-        return m_cursor.ReadNumber(text);
-    }
-    if (kind == JsonKind::String) {
-        return m_cursor.ReadString(text);
-    }
-    return Misfit(offset, field, wanted, ShowValue());
-}
-
-bool JsonDecoder::ReadInteger(Message& parent, const FieldDescriptor* field, size_t offset) {
-    std::string text;
-    int64_t number = 0;
-    uint64_t natural = 0;
-    switch (field->cpp_type()) {
-        case FieldDescriptor::CPPTYPE_INT32:
-            if (!ReadNumberText(field, offset, "an int32", text)) {
-                return false;
-            }
-            if (!ParseInteger(text, number) || number < std::numeric_limits<int32_t>::min() ||
-                number > std::numeric_limits<int32_t>::max()) {
-                return Misfit(offset, field, "an int32", Shorten(text));
-            }
-            OSTRANE_STORE(Int32, static_cast<int32_t>(number));
-            return true;
-        case FieldDescriptor::CPPTYPE_INT64:
-            if (!ReadNumberText(field, offset, "an int64", text)) {
-                return false;
-            }
-            if (!ParseInteger(text, number)) {
-                return Misfit(offset, field, "an int64", Shorten(text));
-            }
-            OSTRANE_STORE(Int64, number);
-            return true;
-        case FieldDescriptor::CPPTYPE_UINT32:
-            if (!ReadNumberText(field, offset, "a uint32", text)) {
-                return false;
-            }
-            if (!ParseInteger(text, natural) || natural > std::numeric_limits<uint32_t>::max()) {
-                return Misfit(offset, field, "a uint32", Shorten(text));
-            }
-            OSTRANE_STORE(UInt32, static_cast<uint32_t>(natural));
-            return true;
-        default:
-            break;
-    }
-    if (!ReadNumberText(field, offset, "a uint64", text)) {
-        return false;
-    }
-    if (!ParseInteger(text, natural)) {
-        return Misfit(offset, field, "a uint64", Shorten(text));
-    }
-    OSTRANE_STORE(UInt64, natural);
-    return true;
-}
-
-// The numbers that JSON has no digits for.
-template <typename T>
-bool ParseFloatingOrName(const std::string& text, T& value) {
-    if (text == "NaN") {
-        value = std::numeric_limits<T>::quiet_NaN();
-        return true;
-    }
-    if (text == "Infinity" || text == "-Infinity") {
-        value = text[0] == '-' ? -std::numeric_limits<T>::infinity() : std::numeric_limits<T>::infinity();
-        return true;
-    }
-    return ParseFloating(text, value);
-}
-
-bool JsonDecoder::ReadFloating(Message& parent, const FieldDescriptor* field, size_t offset) {
-    const bool isFloat = field->cpp_type() == FieldDescriptor::CPPTYPE_FLOAT;
-    const char* const wanted = isFloat ? "a float" : "a double";
-    std::string text;
-    if (!ReadNumberText(field, offset, wanted, text)) {
-        return false;
-    }
-    float narrow = 0;
-    double wide = 0;
-    if (isFloat ? !ParseFloatingOrName(text, narrow) : !ParseFloatingOrName(text, wide)) {
-        return Misfit(offset, field, wanted, Shorten(text));
-    }
-    if (isFloat) {
-        OSTRANE_STORE(Float, narrow);
-    } else {
-        OSTRANE_STORE(Double, wide);
-    }
-    return true;
-}
-
-bool JsonDecoder::ReadBool(Message& parent, const FieldDescriptor* field, size_t offset) {
-    const JsonKind kind = m_cursor.Peek();
-    if (kind != JsonKind::True && kind != JsonKind::False) {
-        return Misfit(offset, field, "true or false", ShowValue());
-    }
-    if (!m_cursor.ReadLiteral()) {
-        return false;
-    }
-    OSTRANE_STORE(Bool, kind == JsonKind::True);
-    return true;
-}
-
-bool JsonDecoder::ReadText(Message& parent, const FieldDescriptor* field, size_t offset) {
-    const bool isBytes = field->type() == FieldDescriptor::TYPE_BYTES;
-    if (m_cursor.Peek() != JsonKind::String) {
-        return Misfit(offset, field, isBytes ? "bytes as base64 text" : "a string", ShowValue());
-    }
-    std::string text;
-    if (!m_cursor.ReadString(text)) {
-        return false;
-    }
-    std::string bytes;
-    if (isBytes && !ParseBase64(text, bytes)) {
-        return Misfit(offset, field, "bytes as base64 text", "'" + Shorten(text) + "'");
-    }
-    OSTRANE_STORE(String, isBytes ? bytes : text);
-    return true;
-}
-
-bool JsonDecoder::ReadEnum(Message& parent, const FieldDescriptor* field, size_t offset) {
-    const google::protobuf::EnumDescriptor* const type = field->enum_type();
-    const std::string typeName(type->full_name());
-    const JsonKind kind = m_cursor.Peek();
-    std::string text;
-    if (kind == JsonKind::Null && IsNullValue(type)) {
-        OSTRANE_STORE(EnumValue, 0);
-        return m_cursor.ReadLiteral();
-    }
-    if (kind == JsonKind::String) {
-        if (!m_cursor.ReadString(text)) {
-            return false;
-        }
-        const google::protobuf::EnumValueDescriptor* const value = type->FindValueByName(text);
-        if (value == nullptr) {
-            std::vector<std::string> known;
-            for (int i = 0; i < type->value_count(); ++i) {
-                known.emplace_back(type->value(i)->name());
-            }
-            m_hint = DidYouMean(text, known);
-            return FailField(offset, field, "the enum " + typeName + " has no value '" + Shorten(text) + "'");
-        }
-        OSTRANE_STORE(EnumValue, value->number());
-        return true;
-    }
-    if (kind != JsonKind::Number) {
-        return Misfit(offset, field, "the name of an enum value", ShowValue());
-    }
-    int64_t number = 0;
-    if (!m_cursor.ReadNumber(text)) {
-        return false;
-    }
-    if (!ParseInteger(text, number) || number < std::numeric_limits<int32_t>::min() ||
-        number > std::numeric_limits<int32_t>::max() ||
-        (type->FindValueByNumber(static_cast<int>(number)) == nullptr && !TakesUnknownEnumNumbers(field))) {
-        return FailField(offset, field, "the enum " + typeName + " has no value " + Shorten(text));
-    }
-    OSTRANE_STORE(EnumValue, static_cast<int>(number));
-    return true;
-}
-
-#undef OSTRANE_STORE
-
 bool JsonDecoder::ReadDynamicValue(Message& value) {
     static const struct {
         JsonKind kind;
@@ -573,7 +306,7 @@ bool JsonDecoder::ReadWellKnown(WellKnown kind, Message& message) {
         return false;
     }
     if (!WellKnownFromText(kind, text, message, reason)) {
-        return m_cursor.FailAt(offset, "'" + Shorten(text) + "' is " + reason + ", which " + type + " takes");
+        return m_cursor.FailAt(offset, "'" + ShortenForError(text) + "' is " + reason + ", which " + type + " takes");
     }
     return true;
 }
@@ -669,8 +402,6 @@ bool JsonDecoder::ReadAny(Message& any) {
     reflection->SetString(&any, any.GetDescriptor()->FindFieldByNumber(2), bytes);
     return true;
 }
-
-}  // namespace
 
 int JsonToMessage(const char* json, size_t size, Message& message, InputError& error) {
     message.Clear();

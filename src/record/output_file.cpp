@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -23,16 +24,22 @@ constexpr int MAX_LINKS = 40;
 // Leaves room for what is added to it in the name of the temporary file.
 constexpr size_t MAX_BASE_NAME = 200;
 
-// The paths that a signal handler removes: plain memory, because it may run at any instruction. A path is
-// never freed once it was here, so that a handler in the middle of the list still reads text.
+// The paths that a signal handler removes: plain memory, because it may run at any instruction.
+enum SlotState { SLOT_FREE, SLOT_FILLING, SLOT_FILLED };
+struct Slot {
+    std::atomic<int> state{SLOT_FREE};
+    char path[PATH_MAX];
+};
 constexpr int SLOT_COUNT = 16;
-std::atomic<const char*> g_temporaryFiles[SLOT_COUNT];
+Slot g_temporaryFiles[SLOT_COUNT];
 
+// -1 when there is none left: then a signal leaves the file behind.
 int TakeSlot(const std::string& path) {
-    const char* const copy = strdup(path.c_str());
-    for (int i = 0; copy != nullptr && i < SLOT_COUNT; ++i) {
-        const char* expected = nullptr;
-        if (g_temporaryFiles[i].compare_exchange_strong(expected, copy)) {
+    for (int i = 0; path.size() < PATH_MAX && i < SLOT_COUNT; ++i) {
+        int expected = SLOT_FREE;
+        if (g_temporaryFiles[i].state.compare_exchange_strong(expected, SLOT_FILLING)) {
+            std::memcpy(g_temporaryFiles[i].path, path.c_str(), path.size() + 1);
+            g_temporaryFiles[i].state.store(SLOT_FILLED);
             return i;
         }
     }
@@ -66,10 +73,9 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::RemoveTemporaryFiles() {
-    for (std::atomic<const char*>& slot : g_temporaryFiles) {
-        const char* const path = slot.load();
-        if (path != nullptr) {
-            unlink(path);
+    for (const Slot& slot : g_temporaryFiles) {
+        if (slot.state.load() == SLOT_FILLED) {
+            unlink(slot.path);
         }
     }
 }
@@ -91,7 +97,7 @@ void OutputFile::Discard() {
         m_temporary.clear();
     }
     if (m_slot >= 0) {
-        g_temporaryFiles[m_slot].store(nullptr);
+        g_temporaryFiles[m_slot].state.store(SLOT_FREE);
         m_slot = -1;
     }
 }
