@@ -19,8 +19,8 @@ using google::protobuf::Reflection;
 using OstraneCommon::Expr;
 using OstraneCommon::PbField;
 
-// The tree of one set or push expression, as the field operations read it: the index text, then one
-// assignment to "$", or one to each sub-field.
+// The tree of one set or push expression of a message, as the field operations read it: the index text, then
+// one assignment to each sub-field.
 class AssignExpr {
 public:
     AssignExpr(bool isSet, int index, size_t assigns) : m_assigns(assigns), m_values(assigns), m_lists(assigns) {
@@ -52,6 +52,37 @@ private:
     std::vector<Expr> m_values;
     std::vector<std::vector<Expr*>> m_lists;
     std::vector<Expr*> m_operands;
+};
+
+// The same with one assignment to "$": the common case, with as few allocations as lists of operands need.
+class ValueExpr {
+public:
+    ValueExpr(bool isSet, int index, const FieldValue& value, const FieldDescriptor* field) {
+        ToVariant(value, field, m_value.m_self);
+        m_valueList.assign(1, &m_value);
+        m_assign.m_self.m_type = OstraneCommon::EXPR_ASSIGN;
+        m_assign.m_self.m_str = "$";
+        m_assign.m_operands = &m_valueList;
+        m_index.m_self.m_type = OstraneCommon::EXPR_INDEX_RANGE;
+        m_index.m_self.m_str = std::to_string(index);
+        m_operands.reserve(2);
+        m_operands.push_back(&m_index);
+        m_operands.push_back(&m_assign);
+        m_tree.m_self.m_type = isSet ? OstraneCommon::EXPR_OP_SET : OstraneCommon::EXPR_OP_PUSH;
+        m_tree.m_operands = &m_operands;
+    }
+    ValueExpr(const ValueExpr&) = delete;
+    ValueExpr& operator=(const ValueExpr&) = delete;
+
+    Expr& Tree() { return m_tree; }
+
+private:
+    Expr m_tree;
+    Expr m_index;
+    Expr m_assign;
+    Expr m_value;
+    std::vector<Expr*> m_operands;
+    std::vector<Expr*> m_valueList;
 };
 
 // Whether the expression operations can take the literal as it is: singular values by plain names.
@@ -167,7 +198,7 @@ std::string MissingRequired(const Descriptor* type, const FieldDescriptor* only)
     return missing.empty() ? missing : std::string(type->full_name()) + " lacks " + missing;
 }
 
-std::string MissingRequiredItems(const ValueNode& literal, const ResolvedValues& values) {
+std::string MissingRequiredItems(const Message* holder, const ValueNode& literal, const ResolvedValues& values) {
     std::string missing;
     for (const ValueNode& item : literal.items) {
         if (item.kind == ValueNode::Kind::Message && missing.empty()) {
@@ -177,10 +208,26 @@ std::string MissingRequiredItems(const ValueNode& literal, const ResolvedValues&
     if (literal.kind != ValueNode::Kind::Entries) {
         return missing;
     }
+    const FieldDescriptor* keyField = literal.field->message_type()->FindFieldByNumber(1);
     for (const ValueMember& entry : literal.members) {
-        if (entry.value.kind == ValueNode::Kind::Message && missing.empty()) {
-            missing = MissingRequired(nullptr, entry.value, entry.field->message_type(), values);
+        if (entry.value.kind != ValueNode::Kind::Message || !missing.empty()) {
+            continue;
         }
+        const Message* existing = nullptr;
+        const int found = holder == nullptr
+                              ? -1
+                              : FindEntry(*holder, literal.field, values.Parameters().Key(entry.key, entry.keySlot));
+        // An entry that the literal itself removes first is made anew.
+        const bool isRemoved = std::any_of(literal.members.data(), &entry, [&](const ValueMember& before) {
+            return values.IsNull(before.value) &&
+                   KeyText(values.Parameters().Key(before.key, before.keySlot), keyField) ==
+                       KeyText(values.Parameters().Key(entry.key, entry.keySlot), keyField);
+        });
+        if (found >= 0 && !isRemoved) {
+            const Message& known = holder->GetReflection()->GetRepeatedMessage(*holder, literal.field, found);
+            existing = &known.GetReflection()->GetMessage(known, entry.field);
+        }
+        missing = MissingRequired(existing, entry.value, entry.field->message_type(), values);
     }
     return missing;
 }
@@ -204,7 +251,7 @@ std::string MissingRequired(const Message* existing, const ValueNode& literal, c
         }
     }
     for (const ValueMember& member : literal.members) {
-        std::string missing = MissingRequiredItems(member.value, values);
+        std::string missing = MissingRequiredItems(existing, member.value, values);
         if (member.value.kind == ValueNode::Kind::Message) {
             const Reflection* reflection = existing == nullptr ? nullptr : existing->GetReflection();
             const Message* sub = reflection != nullptr && reflection->HasField(*existing, member.field)
@@ -329,8 +376,7 @@ int RecordWriter::SetElement(Message* parent, const FieldDescriptor* field, int 
         source.SetField(scratch.get(), field, true);
         return m_util.SetWithPbField(handle, index, index, source);
     }
-    AssignExpr expr(true, index, 1);
-    expr.Add("$", value, field);
+    ValueExpr expr(true, index, value, field);
     return m_util.SetWithExpr(handle, expr.Tree());
 }
 
@@ -355,8 +401,7 @@ int RecordWriter::PushOne(Message* parent, const FieldDescriptor* field, int pos
         AddElementValue(scratch.get(), field, value);
         return PushRun(parent, field, pos, scratch.get(), field);
     }
-    AssignExpr expr(false, pos, 1);
-    expr.Add("$", value, field);
+    ValueExpr expr(false, pos, value, field);
     MutableProtobufField handle = {parent, field};
     return m_util.PushWithExpr(handle, expr.Tree());
 }

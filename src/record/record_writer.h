@@ -39,8 +39,10 @@ private:
 std::string MissingRequired(const google::protobuf::Message* existing, const ValueNode& literal,
                             const google::protobuf::Descriptor* type, const ResolvedValues& values);
 
-// The same for the items or entries of a literal, each of which makes a message.
-std::string MissingRequiredItems(const ValueNode& literal, const ResolvedValues& values);
+// The same for the items of a list, each of which makes a message, and for the entries of a map, which
+// change the one that `holder`'s map has, or make one. `holder` may be null.
+std::string MissingRequiredItems(const google::protobuf::Message* holder, const ValueNode& literal,
+                                 const ResolvedValues& values);
 
 // The same for a message of `type` that is made with `only` set and nothing else.
 std::string MissingRequired(const google::protobuf::Descriptor* type, const google::protobuf::FieldDescriptor* only);

@@ -194,7 +194,7 @@ int StatementCompiler::CompilePush() {
     }
     // New elements start empty, so what they lack is known now, but for parameters that turn out to be null.
     const std::string missing =
-        MissingRequiredItems(m_out.value, ResolvedValues(PlanParameters(), std::vector<FieldValue>()));
+        MissingRequiredItems(nullptr, m_out.value, ResolvedValues(PlanParameters(), std::vector<FieldValue>()));
     if (missing.empty()) {
         return 0;
     }

@@ -113,7 +113,7 @@ int StatementExecutor::CheckTarget(const PlanPath& path, const Target& target, b
     if (node.kind == ValueNode::Kind::Message) {
         missing = MissingRequired(existing, node, node.field->message_type(), values);
     } else if (node.kind == ValueNode::Kind::List || node.kind == ValueNode::Kind::Entries) {
-        missing = MissingRequiredItems(node, values);
+        missing = MissingRequiredItems(target.location.parent, node, values);
     }
     return missing.empty() ? 0 : FailLacking(missing, node.place);
 }
