@@ -99,7 +99,8 @@ TEST_F(AssignFieldTest, ATextPointerIsFollowedUnlessItIsNull) {
 }
 
 TEST_F(AssignFieldTest, TextIsNoNumber) {
-    for (const char* name : {"one_int32", "one_int64", "one_uint32", "one_uint64", "one_double", "one_float", "one_bool"}) {
+    for (const char* name :
+         {"one_int32", "one_int64", "one_uint32", "one_uint64", "one_double", "one_float", "one_bool"}) {
         const google::protobuf::FieldDescriptor* fieldDesc = fields::Fields::descriptor()->FindFieldByName(name);
         EXPECT_EQ(Assigned(name, m_tree.Text("5")),
                   "proto-cpp-type=" + std::to_string(fieldDesc->cpp_type()) + ", variant='5'");
@@ -146,7 +147,8 @@ TEST_F(AssignFieldTest, EveryKindOfMessageAndOneofMembersAndExtensions) {
         const google::protobuf::FileDescriptor* file = fields::Fields::descriptor()->file();
         EXPECT_EQ(Assign({message, file->FindExtensionByName("ext_int32")}, m_tree.Int(-7)), 0);
         EXPECT_EQ(Assign({message, file->FindExtensionByName("ext_enum")}, m_tree.Text("BLUE")), 0);
-        EXPECT_EQ(Show(*message), "one_uint64: 9 choice_string: \"other\" [fields.ext_int32]: -7 [fields.ext_enum]: BLUE");
+        EXPECT_EQ(Show(*message),
+                  "one_uint64: 9 choice_string: \"other\" [fields.ext_int32]: -7 [fields.ext_enum]: BLUE");
     }
 }
 
@@ -158,23 +160,106 @@ TEST_F(AssignFieldTest, FieldsWithAndWithoutPresence) {
     EXPECT_EQ(Show(message), "one_enum: GREEN maybe_int32: 0");
 }
 
-// The object itself
+// Every kind of value on every type of field
 
-TEST_F(AssignFieldTest, TheUtilityKeepsTheRecordAndItsLog) {
-    const ProtobufRecordUtil util(m_record);
-    EXPECT_EQ(Peer::Record(util), &m_record);
-    EXPECT_EQ(Peer::Log(util), m_log.Category());
-    m_record.m_pLog = nullptr;
-    EXPECT_EQ(Peer::Log(util), m_log.Category());
+struct FieldRow {
+    const char* field;
+    const char* extension;
+    enum { Number, Text, Name, Nothing } takes;
+    const char* number;
+};
+
+// Each kind with the number 1 and the text "1" behind it, each type of field: what a type does not take
+// is refused with its number, and leaves the field.
+TEST_F(AssignFieldTest, EachTypeTakesTheKindsThatCastToIt) {
+    using namespace OstraneCommon;
+    const FieldRow rows[] = {
+        {"one_int32", "ext_int32", FieldRow::Number, "1"}, {"one_int64", nullptr, FieldRow::Number, "2"},
+        {"one_uint32", nullptr, FieldRow::Number, "3"},    {"one_uint64", nullptr, FieldRow::Number, "4"},
+        {"one_double", nullptr, FieldRow::Number, "5"},    {"one_float", nullptr, FieldRow::Number, "6"},
+        {"one_bool", nullptr, FieldRow::Number, "7"},      {"one_enum", "ext_enum", FieldRow::Name, "8"},
+        {"one_string", nullptr, FieldRow::Text, "9"},      {"one_bytes", nullptr, FieldRow::Text, "9"},
+        {"one_message", nullptr, FieldRow::Nothing, "10"}, {"child", nullptr, FieldRow::Nothing, "10"},
+    };
+    const std::string green = "GREEN";
+    for (int kind = 0; kind < EXPR_TYPE_MAX; ++kind) {
+        const ExprType type = static_cast<ExprType>(kind);
+        const bool isNumber = (type >= EXPR_UINT && type <= EXPR_TIME);
+        const bool isText = (type >= EXPR_STRING && type <= EXPR_BYTES_TEXT);
+        Expr* value = m_tree.Node(type, isText ? green : "1");
+        if (type == EXPR_FLOAT) {
+            value->m_self.m_data.valFloat = 1;
+        } else if (isNumber) {
+            value->m_self.m_data.valInt64 = 1;
+        } else if (type == EXPR_STRING_PTR) {
+            value->m_self.m_data.pStr = &green;
+        } else if (type == EXPR_CSTR) {
+            value->m_self.m_data.pCStr = green.c_str();
+        } else if (type == EXPR_BUFF) {
+            value->m_self.m_data.buff = {green.data(), green.size()};
+        }
+        for (const FieldRow& row : rows) {
+            SCOPED_TRACE(std::string(row.field) + " from kind " + std::to_string(kind));
+            const bool isTaken = row.takes == FieldRow::Number ? isNumber : row.takes != FieldRow::Nothing && isText;
+            fields::Fields message;
+            fields3::Fields message3;
+            std::vector<MutableProtobufField> targets = {Field(&message, row.field), Field(&message3, row.field)};
+            if (row.extension != nullptr) {
+                targets.push_back({&message, message.GetDescriptor()->file()->FindExtensionByName(row.extension)});
+            }
+            for (const MutableProtobufField& target : targets) {
+                const google::protobuf::Reflection* reflection = target.m_pParent->GetReflection();
+                EXPECT_EQ(Assign(target, value), isTaken ? 0 : BAD_TYPE);
+                EXPECT_EQ(reflection->HasField(*target.m_pParent, target.m_pFieldDesc), isTaken);
+                EXPECT_EQ(m_log.TakeLines(),
+                          isTaken ? Lines{}
+                                  : Lines{std::string("ERROR src/common/protobuf_record_util.cpp AssignField: type "
+                                                      "cast failed, proto-cpp-type=") +
+                                          row.number + ", variant=" + value->m_self.ToStr()});
+            }
+        }
+    }
 }
 
-static_assert(!std::is_default_constructible<ProtobufRecordUtil>::value, "a record is needed");
-static_assert(!std::is_copy_assignable<ProtobufRecordUtil>::value, "the record is bound once");
-static_assert(!std::is_polymorphic<ProtobufRecordUtil>::value, "no virtual operations");
-static_assert(std::is_aggregate<ProtobufField>::value && std::is_aggregate<MutableProtobufField>::value, "handles");
-static_assert(std::is_aggregate<OstraneCommon::PbField>::value, "lives in a union");
-static_assert(std::is_trivially_default_constructible<OstraneCommon::PbField>::value, "lives in a union");
-static_assert(std::is_aggregate<LogCategory>::value && std::is_aggregate<LogLocation>::value, "plain");
-static_assert(std::is_aggregate<LogEvent>::value, "plain");
+TEST_F(AssignFieldTest, TheValueMayBeAnotherField) {
+    fields::Fields source;
+    source.set_one_int64(-7);
+    source.set_one_string("GREEN");
+    source.set_one_double(0.5);
+    source.set_one_enum(fields::BLUE);
+    const auto valueOf = [&](const Message& message, const std::string& name) {
+        Expr* value = m_tree.Node(OstraneCommon::EXPR_UNRESOLVE);
+        value->m_self.m_data.pb.SetField(&message, message.GetDescriptor()->FindFieldByName(name), false);
+        return value;
+    };
+    EXPECT_EQ(Assigned("one_int32", valueOf(source, "one_int64")), "one_int32: -7");
+    EXPECT_EQ(Assigned("one_enum", valueOf(source, "one_string")), "one_enum: GREEN");
+    EXPECT_EQ(Assigned("one_bytes", valueOf(source, "one_string")), "one_bytes: \"GREEN\"");
+    EXPECT_EQ(Assigned("one_float", valueOf(source, "one_double")), "one_float: 0.5");
+    // The number of an enum is none of its names.
+    EXPECT_EQ(Assigned("one_enum", valueOf(source, "one_enum")).rfind("proto-cpp-type=8", 0), 0U);
+    EXPECT_EQ(Assigned("one_int32", valueOf(source, "one_double")).rfind("proto-cpp-type=1,", 0), 0U);
+    // The field's own text is read while it is written.
+    m_message.Clear();
+    m_message.set_one_string(std::string(100, 'x'));
+    EXPECT_EQ(Assign(Field(&m_message, "one_string"), valueOf(m_message, "one_string")), 0);
+    EXPECT_EQ(m_message.one_string(), std::string(100, 'x'));
+}
+
+TEST_F(AssignFieldTest, ATextIsCopied) {
+    Expr* value = m_tree.Text("text");
+    EXPECT_EQ(Assign(Field(&m_message, "one_string"), value), 0);
+    value->m_self.m_str = "other";
+    EXPECT_EQ(Show(m_message), "one_string: \"text\"");
+}
+
+TEST_F(AssignFieldTest, ANumberOutsideTheEnumStaysWhenANameIsRefused) {
+    fields3::Fields message;
+    message.set_one_enum(static_cast<fields3::Color>(77));
+    EXPECT_EQ(Assign(Field(&message, "one_enum"), m_tree.Text("77")), BAD_TYPE);
+    EXPECT_EQ(static_cast<int>(message.one_enum()), 77);
+    EXPECT_EQ(Assign(Field(&message, "one_enum"), m_tree.Text("BLUE")), 0);
+    EXPECT_EQ(message.one_enum(), fields3::BLUE);
+}
 
 }  // namespace

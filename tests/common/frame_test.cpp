@@ -52,6 +52,8 @@ TEST(Handles, ArePairsOfPointersWithoutConstructors) {
                   "plain");
     static_assert(sizeof(ProtobufField) == 2 * sizeof(void*), "nothing is cached");
     static_assert(sizeof(MutableProtobufField) == 2 * sizeof(void*), "nothing is cached");
+    static_assert(std::is_aggregate<LogCategory>::value && std::is_aggregate<LogLocation>::value, "plain");
+    static_assert(std::is_aggregate<LogEvent>::value, "plain");
     fields::Fields message;
     const FieldDescriptor* field = fields::Fields::descriptor()->FindFieldByName("many_int32");
     const ProtobufField readable = {&message, field};

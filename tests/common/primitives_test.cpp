@@ -1,6 +1,11 @@
 // The writes of runs of scalar values, on all seven types.
 #include <google/protobuf/repeated_field.h>
 
+#include <algorithm>
+#include <limits>
+#include <memory>
+
+#include "fields3.pb.h"
 #include "operation_fixture.h"
 
 namespace {
@@ -121,9 +126,10 @@ TYPED_TEST(PrimitivesTest, SetWritesOneElement) {
 TYPED_TEST(PrimitivesTest, SetOfMoreElementsThanValuesFailsAndChangesNothing) {
     this->Fill(this->m_field, {1, 0, 1, 0, 1});
     EXPECT_EQ(this->Set(2, 4, {0, 0}, 2), OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX);
-    EXPECT_EQ(this->m_log.Lines(),
-              (Lines{std::string("ERROR src/common/protobuf_record_util.h SetRepeatedField: assign element(fields.Fields.") +
-                     FieldName<TypeParam>::VALUE + ") count not match, idxBegin: 2, idxEnd: 4, assignCount: 2"}));
+    EXPECT_EQ(
+        this->m_log.Lines(),
+        (Lines{std::string("ERROR src/common/protobuf_record_util.h SetRepeatedField: assign element(fields.Fields.") +
+               FieldName<TypeParam>::VALUE + ") count not match, idxBegin: 2, idxEnd: 4, assignCount: 2"}));
     EXPECT_EQ(this->Numbers(this->m_field), (std::vector<int>{1, 0, 1, 0, 1}));
 }
 
@@ -160,7 +166,103 @@ TYPED_TEST(PrimitivesTest, SetOntoItsOwnLaterElementsRepeatsTheLeadingOnes) {
     EXPECT_EQ(this->Numbers(this->m_field), (std::vector<int>{0, 0, 1, 1, 1}));
 }
 
+// Over a small world, against a loop that writes element by element.
+TYPED_TEST(PrimitivesTest, SetWritesARunOrNothing) {
+    for (int size = 0; size <= 5; ++size) {
+        for (int begin = 0; begin <= size; ++begin) {
+            for (int end = begin - 3; end < size; ++end) {
+                for (int count = -1; count <= 6; ++count) {
+                    SCOPED_TRACE("size " + std::to_string(size) + " run " + std::to_string(begin) + ".." +
+                                 std::to_string(end) + " count " + std::to_string(count));
+                    std::vector<int> before;
+                    std::vector<int> values;
+                    for (int i = 0; i < size; ++i) {
+                        before.push_back(i % 2);
+                    }
+                    for (int i = 0; i < count; ++i) {
+                        values.push_back(i % 3 == 0 ? 1 : 0);
+                    }
+                    const bool isRefused = end - begin >= count;
+                    std::vector<int> expected = before;
+                    for (int i = begin; !isRefused && i <= end; ++i) {
+                        expected[static_cast<size_t>(i)] = values[static_cast<size_t>(i - begin)];
+                    }
+                    this->Fill(this->m_field, before);
+                    ASSERT_EQ(this->Set(begin, end, Values<TypeParam>(values), count),
+                              isRefused ? OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX : 0);
+                    ASSERT_EQ(this->Numbers(this->m_field), expected);
+                    ASSERT_EQ(this->m_log.TakeLines().size(), isRefused ? 1U : 0U);
+                }
+            }
+        }
+    }
+}
+
+TYPED_TEST(PrimitivesTest, SetReadsItsOwnElementsInAscendingOrder) {
+    const int size = 6;
+    for (int begin = 0; begin < size; ++begin) {
+        for (int end = begin; end < size; ++end) {
+            for (int from = 0; from + end - begin < size; ++from) {
+                SCOPED_TRACE(std::to_string(from) + " onto " + std::to_string(begin) + ".." + std::to_string(end));
+                const std::vector<int> before = {1, 0, 0, 1, 1, 0};
+                std::vector<int> expected = before;
+                for (int i = begin; i <= end; ++i) {
+                    expected[static_cast<size_t>(i)] = expected[static_cast<size_t>(from + i - begin)];
+                }
+                this->Fill(this->m_field, before);
+                ProtobufRecordUtil util = this->Util();
+                const TypeParam* values = this->Container(this->m_field)->data() + from;
+                ASSERT_EQ(Peer::SetRepeatedField<TypeParam>(util, this->m_field, begin, end, values, end - begin + 1),
+                          0);
+                ASSERT_EQ(this->Numbers(this->m_field), expected);
+            }
+        }
+    }
+}
+
+TYPED_TEST(PrimitivesTest, SetNeitherGrowsNorMovesTheStorage) {
+    this->Fill(this->m_field, {1, 1, 1});
+    const TypeParam* storage = this->Container(this->m_field)->data();
+    EXPECT_EQ(this->Set(0, 2, {0, 0, 0}, 3), 0);
+    EXPECT_EQ(this->Container(this->m_field)->data(), storage);
+    EXPECT_EQ(this->Container(this->m_field)->size(), 3);
+}
+
+// Values that a narrower type, or the other sign, could not hold.
+TYPED_TEST(PrimitivesTest, ValuesKeepTheirWidthAndSign) {
+    using Limits = std::numeric_limits<TypeParam>;
+    const TypeParam extremes[] = {Limits::lowest(), Limits::max(), Limits::min()};
+    for (const google::protobuf::Descriptor* type : {fields::Fields::descriptor(), fields3::Fields::descriptor()}) {
+        for (MessageKind kind : AllMessageKinds()) {
+            SCOPED_TRACE(std::string(type->full_name()) + " " + NameOf(kind));
+            MessageMaker maker(kind, type);
+            const MutableProtobufField field = this->Field(maker.Make(), FieldName<TypeParam>::VALUE);
+            this->Fill(field, {1, 1});
+            ProtobufRecordUtil util = this->Util();
+            EXPECT_EQ(Peer::PushRepeatedField<TypeParam>(util, field, 1, extremes, 3), 0);
+            EXPECT_EQ(Peer::SetRepeatedField<TypeParam>(util, field, 0, 0, extremes + 1, 1), 0);
+            const RepeatedField<TypeParam>& container = *this->Container(field);
+            ASSERT_EQ(container.size(), 5);
+            EXPECT_EQ(container.Get(0), Limits::max());
+            EXPECT_EQ(container.Get(1), Limits::lowest());
+            EXPECT_EQ(container.Get(2), Limits::max());
+            EXPECT_EQ(container.Get(3), Limits::min());
+            EXPECT_EQ(container.Get(4), TypeParam{});
+        }
+    }
+}
+
 // Push
+
+TYPED_TEST(PrimitivesTest, PushOfManyValuesGrowsTheContainer) {
+    this->Fill(this->m_field, {1, 1, 1});
+    std::vector<int> values(1000, 1);
+    values[999] = 0;
+    EXPECT_EQ(this->Push(3, Values<TypeParam>(values), 1000), 0);
+    std::vector<int> expected(1003, 1);
+    expected[1002] = 0;
+    EXPECT_EQ(this->Numbers(this->m_field), expected);
+}
 
 TYPED_TEST(PrimitivesTest, PushOfOneValueIsAnInsertion) {
     this->Fill(this->m_field, {1, 1, 1});

@@ -149,6 +149,11 @@ TEST(StringToInt, BoundsAreInclusiveWhereverTheyLie) {
     EXPECT_EQ(val, 2);
     EXPECT_TRUE(StringToInt<int>("-5", val, -2, -5));
     EXPECT_EQ(val, -5);
+    // As for a position in front of nothing
+    EXPECT_FALSE(StringToInt<int>("0", val, -1, -1));
+    EXPECT_EQ(val, -5);
+    EXPECT_TRUE(StringToInt<int>("-1", val, -1, -1));
+    EXPECT_EQ(val, -1);
 }
 
 TEST(StringToInt, ReversedBoundsTakeNothing) {
@@ -182,6 +187,8 @@ TEST(StringToInt, ShortValuesAreNotCutOff) {
     short val = UNTOUCHED;
     EXPECT_TRUE(StringToInt<short>("32767", val, 32767, -1));
     EXPECT_EQ(val, 32767);
+    EXPECT_TRUE(StringToInt<short>("-32768", val, 32767, -32768));
+    EXPECT_EQ(val, -32768);
     val = UNTOUCHED;
     for (const char* text : {"32768", "65535", "65536", "65540", "-2"}) {
         EXPECT_FALSE(StringToInt<short>(text, val, 32767, -1)) << text;
