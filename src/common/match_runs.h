@@ -6,7 +6,8 @@
 //   MoveUnmarkedDown(data, 1, marks)             [a, b, c, d, e] -> [a, c, ...], returns 2
 //
 // std::vector<bool> has no public words. libstdc++ shows them through its iterator; elsewhere, and
-// when OSTRANE_PORTABLE_MATCH_WORDS is defined, a word is put together from its bits.
+// when OSTRANE_PORTABLE_MATCH_WORDS is defined, a word is put together from its bits. Define that for every
+// source file of a program or for none.
 #ifndef OSTRANE_COMMON_MATCH_RUNS_H_
 #define OSTRANE_COMMON_MATCH_RUNS_H_
 
@@ -21,7 +22,8 @@
 
 namespace OstraneCommon {
 
-#if defined(__GLIBCXX__) && !defined(OSTRANE_PORTABLE_MATCH_WORDS) && ULONG_MAX == UINT64_MAX
+#if defined(__GLIBCXX__) && !defined(_GLIBCXX_DEBUG) && !defined(OSTRANE_PORTABLE_MATCH_WORDS) && \
+    ULONG_MAX == UINT64_MAX
 #define OSTRANE_HAS_MATCH_WORDS 1
 #else
 #define OSTRANE_HAS_MATCH_WORDS 0

@@ -1051,9 +1051,9 @@ int ProtobufRecordUtil::GetWithRange(MutableProtobufField& src, IndexRangeList& 
     return GetWithRange(source, true, vecRange, pFilterExpr, dst, pVecRepeatedIndex);
 }
 
-// Selects, finds the containers and calls append(target, source, mutableSource, i) for every selected
-// position; `source` is null when the elements are moved, `mutableSource` when they are copied. Ends
-// at the first code that is not 0.
+// Selects, finds the containers and calls append(target, source, mutableSource, i, matchCount) for every
+// selected position; `source` is null when the elements are moved, `mutableSource` when they are copied.
+// Ends at the first code that is not 0.
 template <typename Element, typename Append>
 int ProtobufRecordUtil::GetRepeatedElements(const char* function, ProtobufField& src, bool isMutableSrc,
                                             IndexRangeList& vecRange, Expr* pFilterExpr, MutableProtobufField& dst,
@@ -1098,7 +1098,7 @@ int ProtobufRecordUtil::GetRepeatedElements(const char* function, ProtobufField&
     }
     OstraneCommon::ForEachMatch(vecMatch, static_cast<size_t>(minMatch), [&](size_t match) {
         const int i = static_cast<int>(match);
-        ret = append(target, source, mutableSource, i);
+        ret = append(target, source, mutableSource, i, matchCount);
         if (ret == 0 && pVecRepeatedIndex != nullptr) {
             pVecRepeatedIndex->push_back(i);
         }
@@ -1111,7 +1111,7 @@ int ProtobufRecordUtil::GetRepeatedString(ProtobufField& src, bool isMutableSrc,
                                           Expr* pFilterExpr, MutableProtobufField& dst,
                                           std::vector<int>* pVecRepeatedIndex) {
     const auto append = [](RepeatedPtrField<std::string>* target, const RepeatedPtrField<std::string>* source,
-                           RepeatedPtrField<std::string>* mutableSource, int i) {
+                           RepeatedPtrField<std::string>* mutableSource, int i, int /*matchCount*/) {
         if (mutableSource != nullptr) {
             target->Add()->swap(*mutableSource->Mutable(i));
         } else {
@@ -1161,10 +1161,13 @@ bool MayHold(const Descriptor* outer, const Descriptor* inner) {
 }
 
 // Whether elements can change their container instead of their contents: both containers belong to one
-// owner, and the target does not lie inside an element that would be put into it.
-bool CanChangeContainer(const ProtobufField& src, const MutableProtobufField& dst) {
-    return src.m_pParent->GetArena() == dst.m_pParent->GetArena() && !src.m_pFieldDesc->is_map() &&
-           !dst.m_pFieldDesc->is_map() && !MayHold(src.m_pFieldDesc->message_type(), dst.m_pParent->GetDescriptor());
+// owner, and the target does not lie inside an element that would be put into it. To find that out takes
+// as long as exchanging the contents of some twenty messages.
+bool CanChangeContainer(const ProtobufField& src, const MutableProtobufField& dst, int matchCount) {
+    constexpr int FEW_MESSAGES = 20;
+    return matchCount > FEW_MESSAGES && src.m_pParent->GetArena() == dst.m_pParent->GetArena() &&
+           !src.m_pFieldDesc->is_map() && !dst.m_pFieldDesc->is_map() &&
+           !MayHold(src.m_pFieldDesc->message_type(), dst.m_pParent->GetDescriptor());
 }
 
 }  // namespace
@@ -1178,12 +1181,12 @@ int ProtobufRecordUtil::GetRepeatedMessage(ProtobufField& src, bool isMutableSrc
     const Message* foreignPrototype = nullptr;
     const char* const function = __func__;
     const auto append = [&](RepeatedPtrField<Message>* target, const RepeatedPtrField<Message>* source,
-                            RepeatedPtrField<Message>* mutableSource, int i) {
+                            RepeatedPtrField<Message>* mutableSource, int i, int matchCount) {
         const Message& element = mutableSource != nullptr ? mutableSource->Get(i) : source->Get(i);
         if (isFirst) {
             isFirst = false;
             foreignPrototype = ForeignPrototype(src, dst, element);
-            canChangeContainer = isMutableSrc && foreignPrototype == nullptr && CanChangeContainer(src, dst);
+            canChangeContainer = isMutableSrc && foreignPrototype == nullptr && CanChangeContainer(src, dst, matchCount);
         }
         // Made where the target lives, so that it is handed over as it is.
         Message* added = foreignPrototype != nullptr ? foreignPrototype->New(arena) : element.New(arena);
@@ -1193,7 +1196,7 @@ int ProtobufRecordUtil::GetRepeatedMessage(ProtobufField& src, bool isMutableSrc
             return OstraneErrCode::GEN_ERR_ERR;
         }
         if (canChangeContainer) {
-            // The contents end up as they would by an exchange, at the cost of a pointer's.
+            // The contents end up as they would by an exchange, without touching them.
             std::swap(added, Pointers(mutableSource)[i]);
         } else if (mutableSource != nullptr) {
             Exchange(added, mutableSource->Mutable(i));

@@ -13,7 +13,8 @@
 //
 // Common to all operations, and trusted: a handle's descriptor is one of its message's own fields, or
 // an extension of it; it names a repeated field unless said otherwise; nodes that an operation reads
-// are not null. Protobuf itself raises an exception or aborts where a field is used as what it is not.
+// are not null; neither message of a copy lies inside the other unless said otherwise. Protobuf itself
+// raises an exception or aborts where a field is used as what it is not.
 #ifndef OSTRANE_COMMON_PROTOBUF_RECORD_UTIL_H_
 #define OSTRANE_COMMON_PROTOBUF_RECORD_UTIL_H_
 
@@ -111,7 +112,8 @@ public:
     // positions to `pVecRepeatedIndex` unless that is null. With `isMutableSrc` strings and messages
     // are moved and left empty, and scalars are exchanged with new elements; the source keeps its
     // length. Enum elements are refused. The selection is made before the first element is appended,
-    // so `dst` may be `src` itself, or either may lie inside an element of the other.
+    // so `dst` may be `src` itself, and either may lie inside an element of the other, except that an
+    // element that is moved must not hold `dst`.
     int GetWithRange(ProtobufField& src, bool isMutableSrc, OstraneCommon::IndexRangeList& vecRange,
                      OstraneCommon::Expr* pFilterExpr, MutableProtobufField& dst,
                      std::vector<int>* pVecRepeatedIndex);

@@ -28,7 +28,7 @@ bool IsBytes(const FieldDescriptor* field) {
 
 // Views `text`, which is `own` when the message had to make it.
 Value TextValue(const std::string& text, std::string& own, const FieldDescriptor* field,
-                std::deque<std::string>& scratch) {
+                std::list<std::string>& scratch) {
     if (&text != &own) {
         return Value::Text(text.data(), text.size(), IsBytes(field));
     }
@@ -85,7 +85,7 @@ ValueType TypeOfElement(const FieldDescriptor* field) {
 }
 
 void ReadSingular(const Reflection& reflection, const Message& message, const FieldDescriptor* field,
-                  std::deque<std::string>& scratch, Value& out) {
+                  std::list<std::string>& scratch, Value& out) {
     switch (field->cpp_type()) {
         case FieldDescriptor::CPPTYPE_INT32:
             out = Value::Int(reflection.GetInt32(message, field));
@@ -138,13 +138,13 @@ void ArrayReader::Open(const Message& message, const FieldDescriptor* field) {
             m_scalars = ScalarsOf<int32_t>(m_reflection, message, field);
             return;
         case FieldDescriptor::CPPTYPE_INT64:
-            m_scalars = ScalarsOf<google::protobuf::int64>(m_reflection, message, field);
+            m_scalars = ScalarsOf<int64_t>(m_reflection, message, field);
             return;
         case FieldDescriptor::CPPTYPE_UINT32:
             m_scalars = ScalarsOf<uint32_t>(m_reflection, message, field);
             return;
         case FieldDescriptor::CPPTYPE_UINT64:
-            m_scalars = ScalarsOf<google::protobuf::uint64>(m_reflection, message, field);
+            m_scalars = ScalarsOf<uint64_t>(m_reflection, message, field);
             return;
         case FieldDescriptor::CPPTYPE_DOUBLE:
             m_scalars = ScalarsOf<double>(m_reflection, message, field);
@@ -171,19 +171,19 @@ void ArrayReader::Open(const Message& message, const FieldDescriptor* field) {
     }
 }
 
-void ArrayReader::Get(int i, std::deque<std::string>& scratch, Value& out) const {
+void ArrayReader::Get(int i, std::list<std::string>& scratch, Value& out) const {
     switch (m_field->cpp_type()) {
         case FieldDescriptor::CPPTYPE_INT32:
             out = Value::Int(static_cast<const int32_t*>(m_scalars)[i]);
             return;
         case FieldDescriptor::CPPTYPE_INT64:
-            out = Value::Int(static_cast<const google::protobuf::int64*>(m_scalars)[i]);
+            out = Value::Int(static_cast<const int64_t*>(m_scalars)[i]);
             return;
         case FieldDescriptor::CPPTYPE_UINT32:
             out = Value::Int(static_cast<const uint32_t*>(m_scalars)[i]);
             return;
         case FieldDescriptor::CPPTYPE_UINT64:
-            out = Value::UInt(static_cast<const google::protobuf::uint64*>(m_scalars)[i]);
+            out = Value::UInt(static_cast<const uint64_t*>(m_scalars)[i]);
             return;
         case FieldDescriptor::CPPTYPE_DOUBLE:
             out = Value::Double(static_cast<const double*>(m_scalars)[i]);

@@ -2,7 +2,7 @@
 #ifndef OSTRANE_EXPR_EVAL_NODE_H_
 #define OSTRANE_EXPR_EVAL_NODE_H_
 
-#include <deque>
+#include <list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -27,7 +27,7 @@ public:
     void Open(const google::protobuf::Message& message, const google::protobuf::FieldDescriptor* field);
     int Count() const { return m_count; }
     // Element i as a value; `scratch` keeps a text that the message does not keep as one. Not for messages.
-    void Get(int i, std::deque<std::string>& scratch, Value& out) const;
+    void Get(int i, std::list<std::string>& scratch, Value& out) const;
     const google::protobuf::Message& GetMessage(int i) const;
     // The elements in a row, as the field's C++ type; null for enums, texts and messages.
     const void* Scalars() const { return m_scalars; }
@@ -48,7 +48,7 @@ struct EvalContext {
     // Of row.element, when every element has the same; asking each one costs more than reading it.
     const google::protobuf::Reflection* elementReflection = nullptr;
     ExprError* error = nullptr;
-    std::deque<std::string> scratch;  // texts that no message keeps; dropped with every element
+    std::list<std::string> scratch;  // texts that no message keeps; dropped with every element
     // Values that do not change from element to element, by slot; empty outside a search.
     struct CachedValue {
         bool isKnown = false;
@@ -151,7 +151,7 @@ ValueType TypeOfElement(const google::protobuf::FieldDescriptor* field);
 
 // The singular field's value, its default when it is unset.
 void ReadSingular(const google::protobuf::Reflection& reflection, const google::protobuf::Message& message,
-                  const google::protobuf::FieldDescriptor* field, std::deque<std::string>& scratch, Value& out);
+                  const google::protobuf::FieldDescriptor* field, std::list<std::string>& scratch, Value& out);
 
 // Makes the nodes of operators. Operands are of fitting types.
 NodePtr MakeComparison(ExprType op, NodePtr left, NodePtr right);

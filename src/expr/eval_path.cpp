@@ -121,7 +121,7 @@ public:
     }
 
     // Reads what `step` names in `message`; leaves NULL when it is not there.
-    static void ReadLast(const Message& message, const BoundStep& step, std::deque<std::string>& scratch, Value& out) {
+    static void ReadLast(const Message& message, const BoundStep& step, std::list<std::string>& scratch, Value& out) {
         if (step.access == BoundStep::Access::Index) {
             const int index = FindElement(message, step.field, step.index);
             if (index >= 0) {
@@ -281,7 +281,7 @@ const Message* FindHolder(const Message& start, const BoundPath& path) {
 const Message* FindMapEntry(const Message& message, const FieldDescriptor* field, const Value& key) {
     const Reflection* const reflection = message.GetReflection();
     const FieldDescriptor* const keyField = field->message_type()->FindFieldByNumber(1);
-    std::deque<std::string> scratch;
+    std::list<std::string> scratch;
     for (int i = reflection->FieldSize(message, field) - 1; i >= 0; --i) {
         const Message& entry = reflection->GetRepeatedMessage(message, field, i);
         Value entryKey;

@@ -2,7 +2,7 @@
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/message.h>
 
-#include <deque>
+#include <list>
 
 #include "common/expr.h"
 #include "expr/eval_node.h"
@@ -66,7 +66,7 @@ bool ReadNumber(const ExprVariant& variant, Value& out) {
     if (!RefersToValue(variant) || pb.pFieldDesc->cpp_type() == FieldDescriptor::CPPTYPE_STRING) {
         return false;
     }
-    std::deque<std::string> scratch;
+    std::list<std::string> scratch;
     if (pb.pFieldDesc->is_repeated()) {
         ArrayReader reader;
         reader.Open(*pb.pMessage, pb.pFieldDesc);

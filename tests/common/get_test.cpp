@@ -111,6 +111,47 @@ TEST_F(GetTest, MovedMessagesAreNotCopied) {
     }
 }
 
+// A long selection is moved by pointer where that is safe; nothing but the cost tells it from a short one.
+TEST_F(GetTest, LongSelectionsAreMovedLikeShortOnes) {
+    constexpr int COUNT = 50;
+    for (MessageKind sourceKind : AllMessageKinds()) {
+        for (MessageKind targetKind : AllMessageKinds()) {
+            // Plain cannot hold Fields; Fields can, and is exchanged whatever the number.
+            for (const char* name : {"many_message", "children"}) {
+                SCOPED_TRACE(NameOf(sourceKind) + " to " + NameOf(targetKind) + ", " + name);
+                const std::string number = name == std::string("children") ? "one_int32: " : "a: ";
+                MessageMaker sources(sourceKind, fields::Fields::descriptor());
+                MessageMaker targets(targetKind, fields::Fields::descriptor());
+                std::string content;
+                std::string taken;
+                std::string left;
+                for (int i = 0; i < COUNT; ++i) {
+                    content += std::string(name) + " {" + number + std::to_string(i) + "} ";
+                    const std::string element = "{" + number + std::to_string(i) + "}";
+                    taken += i % 2 == 0 ? (i > 0 ? ", " : "") + element : "";
+                    left += (i > 0 ? ", " : "") + (i % 2 == 0 ? "{}" : element);
+                }
+                IndexRangeList ranges;
+                for (int i = 0; i < COUNT; i += 2) {
+                    ranges.push_back({i, i});
+                }
+                Message* source = sources.Make(content);
+                Message* target = targets.Make();
+                EXPECT_EQ(Get(Field(source, name), true, ranges, nullptr, Field(target, name)), 0);
+                EXPECT_EQ(Show(*target, name), "[" + taken + "]");
+                EXPECT_EQ(Show(*source, name), "[" + left + "]");
+                // Into the field itself.
+                EXPECT_EQ(Get(Field(target, name), true, {}, nullptr, Field(target, name)), 0);
+                std::string empty;
+                for (int i = 0; i < COUNT / 2; ++i) {
+                    empty += "{}, ";
+                }
+                EXPECT_EQ(Show(*target, name), "[" + empty + taken + "]");
+            }
+        }
+    }
+}
+
 TEST_F(GetTest, FormWithAWritableSourceMoves) {
     Fill("many_string: ['a', 'b']");
     MutableProtobufField src = Field(&m_message, "many_string");
