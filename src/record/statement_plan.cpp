@@ -165,8 +165,13 @@ int BoundPlan::Execute(ProtobufRecord& record, ExecutionResult& result) const {
     result.code = Guard(result.error, [&]() { return RunAll(*m_pCompiled, parameters, record, rollback, result); });
     if (result.code != 0) {
         StatementError ignored;
-        Guard(ignored, [&rollback]() {
+        Guard(ignored, [&rollback, &result]() {
             rollback.Restore();
+            // What threw has told nothing yet.
+            if (!result.statements.empty() && result.statements.back().code == 0) {
+                result.statements.back().code = result.code;
+                result.statements.back().error = result.error;
+            }
             return 0;
         });
         for (StatementResult& statement : result.statements) {
