@@ -2,7 +2,7 @@
 #ifndef OSTRANE_EXPR_BOUND_PROGRAM_H_
 #define OSTRANE_EXPR_BOUND_PROGRAM_H_
 
-#include <deque>
+#include <list>
 #include <string>
 #include <vector>
 
@@ -16,7 +16,7 @@ public:
     ExprScope scope;
     NodePtr root;  // null: a condition that is always true
     MaskPtr mask;  // the root over the numbers of scope.self, when masks can do it
-    std::deque<std::string> texts;  // of constants
+    std::list<std::string> texts;  // of constants
     size_t slotCount = 0;           // of values that are kept over a search
 };
 
