@@ -95,8 +95,8 @@ private:
 
 void HandNumbers(Marks& out) {
     const filters::Record& record = SampleRecord();
-    const auto& numbers = record.GetReflection()->GetRepeatedField<int32_t>(
-        record, record.GetDescriptor()->FindFieldByName("i32s"));
+    const auto& numbers =
+        record.GetReflection()->GetRepeatedField<int32_t>(record, record.GetDescriptor()->FindFieldByName("i32s"));
     out.marks.assign(static_cast<size_t>(numbers.size()), false);
     out.count = 0;
     for (int i = 0; i < numbers.size(); ++i) {

@@ -80,7 +80,8 @@ void PopEverySecondInt(benchmark::State& state) {
                                         [data](const int32_t& score) { return (&score - data) % 2 != 0; });
         scores->Truncate(static_cast<int>(end - scores->begin()));
     };
-    Compare(state, 2.0, 1, [&] { player = before; }, operation, byHand, [&] { CheckScores(state, player, 0, 2); });
+    Compare(
+        state, 2.0, 1, [&] { player = before; }, operation, byHand, [&] { CheckScores(state, player, 0, 2); });
 }
 
 // The first half, against a memmove of the rest behind the calls that reach the container, and one
@@ -104,8 +105,8 @@ void PopHalfTheInts(benchmark::State& state) {
         memmove(data, data + MANY / 2, MANY / 2 * sizeof(int32_t));
         scores->Truncate(MANY / 2);
     };
-    Compare(state, 2.0, 1, [&] { player = before; }, operation, byHand,
-            [&] { CheckScores(state, player, MANY / 2, 1); });
+    Compare(
+        state, 2.0, 1, [&] { player = before; }, operation, byHand, [&] { CheckScores(state, player, MANY / 2, 1); });
 }
 
 // ---- Strings and messages
@@ -167,13 +168,15 @@ void PopEverySecond(benchmark::State& state) {
         }
         elements->DeleteSubrange(left, FEW - left);
     };
-    Compare(state, 1.15, 1, [&] { player = std::make_unique<Player>(before); }, operation, byHand, [&] {
-        for (int i = 0; i < FEW / 2; ++i) {
-            if (Elements::Of(*player)->size() != FEW / 2 || !Elements::IsElement(*player, i, 2 * i)) {
-                state.SkipWithError("wrong result");
+    Compare(
+        state, 1.15, 1, [&] { player = std::make_unique<Player>(before); }, operation, byHand,
+        [&] {
+            for (int i = 0; i < FEW / 2; ++i) {
+                if (Elements::Of(*player)->size() != FEW / 2 || !Elements::IsElement(*player, i, 2 * i)) {
+                    state.SkipWithError("wrong result");
+                }
             }
-        }
-    });
+        });
 }
 
 // Every second element, with its position, into an empty field.

@@ -179,29 +179,29 @@ struct PbField {
 
 // What a value holds, by its kind.
 union ExprData {
-    int64_t valInt64;           // EXPR_INT, EXPR_TIME
-    uint64_t valUInt64;         // EXPR_UINT, and the number of an EXPR_QUESTION, from 1
-    double valFloat;            // EXPR_FLOAT
-    void* ptr;                  // of whoever made the value
-    const std::string* pStr;    // EXPR_STRING_PTR
-    const char* pCStr;          // EXPR_CSTR
+    int64_t valInt64;         // EXPR_INT, EXPR_TIME
+    uint64_t valUInt64;       // EXPR_UINT, and the number of an EXPR_QUESTION, from 1
+    double valFloat;          // EXPR_FLOAT
+    void* ptr;                // of whoever made the value
+    const std::string* pStr;  // EXPR_STRING_PTR
+    const char* pCStr;        // EXPR_CSTR
     struct Buffer {
         const void* ptr;
         size_t size;
-    } buff;                     // EXPR_BUFF
-    PbField pb;                 // EXPR_UNRESOLVE of a field
+    } buff;      // EXPR_BUFF
+    PbField pb;  // EXPR_UNRESOLVE of a field
     struct NodeRef {
         const void* pNode;
         int32_t index;
-    } pbNodeRef;                // of hosts that read undecoded records
+    } pbNodeRef;  // of hosts that read undecoded records
     struct TableRef {
         const void* pTable;
         const void* pRow;
-    } tdr;                      // of hosts that read table rows
+    } tdr;  // of hosts that read table rows
     struct SqlRef {
         const void* pStatement;
         int32_t column;
-    } sql;                      // of hosts that read query results
+    } sql;  // of hosts that read query results
 };
 
 // A value, or a node's own kind and value.
@@ -293,7 +293,8 @@ public:
     // The value of this tree, names and parameters read through `resolver`: a name by Resolve with its
     // whole text ("a.b[3].c"), a parameter by Resolve with its EXPR_QUESTION, arrays by IsArray, ArraySize
     // and ArrayGet, maps by IsMap and MapSize. Every name is read, once, before anything is computed.
-    // Returns 0, or a negative code with a reason in `errmsg`. NULL is EXPR_NULL; a condition is EXPR_UINT 0 or 1 with EXPR_FLAG_BOOL.
+    // Returns 0, or a negative code with a reason in `errmsg`. NULL is EXPR_NULL; a condition is EXPR_UINT 0 or 1 with
+    // EXPR_FLAG_BOOL.
     int Calculate(ExprResolver& resolver, ExprVariant& out, std::string& errmsg) const;
 
     // Finds the elements of the repeated field behind `arrayVar` (an EXPR_UNRESOLVE with `pb` set)

@@ -97,19 +97,19 @@ inline bool LogIsWanted(LogCategory* category, int32_t priority) {
 //   OSTRANE_LOG(category, priority, file, format, arguments...)
 //   OSTRANE_LOG_AS(category, priority, file, function, format, arguments...)
 #define OSTRANE_LOG(category, priority, file, ...) OSTRANE_LOG_AS(category, priority, file, __func__, __VA_ARGS__)
-#define OSTRANE_LOG_AS(category, priority, file, function, ...)                               \
-    do {                                                                                      \
-        LogCategory* const ostraneLogCategory = (category);                                   \
-        if (LogIsWanted(ostraneLogCategory, (priority))) {                                    \
-            const LogLocation ostraneLogLocation = {(file), __LINE__, (function), nullptr};   \
-            LogEvent ostraneLogEvent;                                                         \
-            ostraneLogEvent.evt_priority = (priority);                                        \
-            ostraneLogEvent.evt_loc = &ostraneLogLocation;                                    \
-            ostraneLogEvent.evt_is_msg_binary = 0;                                            \
-            ostraneLogEvent.evt_id = 0;                                                       \
-            ostraneLogEvent.evt_cls = 0;                                                      \
-            LogWriteV(ostraneLogCategory, &ostraneLogEvent, __VA_ARGS__);                     \
-        }                                                                                     \
+#define OSTRANE_LOG_AS(category, priority, file, function, ...)                             \
+    do {                                                                                    \
+        LogCategory* const ostraneLogCategory = (category);                                 \
+        if (LogIsWanted(ostraneLogCategory, (priority))) {                                  \
+            const LogLocation ostraneLogLocation = {(file), __LINE__, (function), nullptr}; \
+            LogEvent ostraneLogEvent;                                                       \
+            ostraneLogEvent.evt_priority = (priority);                                      \
+            ostraneLogEvent.evt_loc = &ostraneLogLocation;                                  \
+            ostraneLogEvent.evt_is_msg_binary = 0;                                          \
+            ostraneLogEvent.evt_id = 0;                                                     \
+            ostraneLogEvent.evt_cls = 0;                                                    \
+            LogWriteV(ostraneLogCategory, &ostraneLogEvent, __VA_ARGS__);                   \
+        }                                                                                   \
     } while (false)
 
 #endif  // OSTRANE_COMMON_LOG_H_

@@ -341,13 +341,13 @@ int ProtobufRecordUtil::AssignField(MutableProtobufField& field, ExprVariant& va
 }
 
 // The scalar types of a dispatch: a row a type, each returning what its worker returns.
-#define OSTRANE_SCALAR_CASES(ROW)        \
-    ROW(CPPTYPE_INT32, int32_t)          \
-    ROW(CPPTYPE_INT64, int64_t)          \
-    ROW(CPPTYPE_UINT32, uint32_t)        \
-    ROW(CPPTYPE_UINT64, uint64_t)        \
-    ROW(CPPTYPE_DOUBLE, double)          \
-    ROW(CPPTYPE_FLOAT, float)            \
+#define OSTRANE_SCALAR_CASES(ROW) \
+    ROW(CPPTYPE_INT32, int32_t)   \
+    ROW(CPPTYPE_INT64, int64_t)   \
+    ROW(CPPTYPE_UINT32, uint32_t) \
+    ROW(CPPTYPE_UINT64, uint64_t) \
+    ROW(CPPTYPE_DOUBLE, double)   \
+    ROW(CPPTYPE_FLOAT, float)     \
     ROW(CPPTYPE_BOOL, bool)
 
 int ProtobufRecordUtil::SetWithExpr(MutableProtobufField& field, Expr& expr) {
@@ -569,8 +569,7 @@ int ProtobufRecordUtil::PushRepeatedMessageWithExpr(MutableProtobufField& field,
 namespace {
 
 // The lines of all steps of an update carry its name.
-#define OSTRANE_UPDATE_LOG(priority, ...) \
-    OSTRANE_LOG_AS(log, priority, SOURCE_PATH, "UpdateWithPbField", __VA_ARGS__)
+#define OSTRANE_UPDATE_LOG(priority, ...) OSTRANE_LOG_AS(log, priority, SOURCE_PATH, "UpdateWithPbField", __VA_ARGS__)
 
 // Exchanges or copies a whole message into another.
 void TakeMessage(LogCategory* log, Message* target, const PbField& src) {
@@ -639,9 +638,9 @@ int ReplaceSingularField(LogCategory* log, MutableProtobufField& field, const Pb
     }
     OSTRANE_UPDATE_LOG(LOG_PRIORITY_DEBUG, "set field: %s", std::string(fieldDesc->full_name()).c_str());
     switch (fieldDesc->cpp_type()) {
-#define OSTRANE_ROW(CPPTYPE, Type)                                                                            \
-    case FieldDescriptor::CPPTYPE:                                                                            \
-        reflection->Set##Type(parent, fieldDesc, sourceReflection->Get##Type(source, src.pFieldDesc));        \
+#define OSTRANE_ROW(CPPTYPE, Type)                                                                     \
+    case FieldDescriptor::CPPTYPE:                                                                     \
+        reflection->Set##Type(parent, fieldDesc, sourceReflection->Get##Type(source, src.pFieldDesc)); \
         return 0;
         OSTRANE_ROW(CPPTYPE_INT32, Int32)
         OSTRANE_ROW(CPPTYPE_INT64, Int64)
@@ -654,8 +653,8 @@ int ReplaceSingularField(LogCategory* log, MutableProtobufField& field, const Pb
         OSTRANE_ROW(CPPTYPE_STRING, String)
 #undef OSTRANE_ROW
         default:
-            OSTRANE_UPDATE_LOG(LOG_PRIORITY_ERROR, "%s, invalid type: %d",
-                               std::string(fieldDesc->full_name()).c_str(), static_cast<int>(fieldDesc->cpp_type()));
+            OSTRANE_UPDATE_LOG(LOG_PRIORITY_ERROR, "%s, invalid type: %d", std::string(fieldDesc->full_name()).c_str(),
+                               static_cast<int>(fieldDesc->cpp_type()));
             return OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE;
     }
 }
@@ -1186,7 +1185,8 @@ int ProtobufRecordUtil::GetRepeatedMessage(ProtobufField& src, bool isMutableSrc
         if (isFirst) {
             isFirst = false;
             foreignPrototype = ForeignPrototype(src, dst, element);
-            canChangeContainer = isMutableSrc && foreignPrototype == nullptr && CanChangeContainer(src, dst, matchCount);
+            canChangeContainer =
+                isMutableSrc && foreignPrototype == nullptr && CanChangeContainer(src, dst, matchCount);
         }
         // Made where the target lives, so that it is handed over as it is.
         Message* added = foreignPrototype != nullptr ? foreignPrototype->New(arena) : element.New(arena);

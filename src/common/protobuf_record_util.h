@@ -106,7 +106,8 @@ public:
 
     // Removes the elements that lie in the ranges and satisfy the filter, which may be null. The
     // others keep their order. Enum elements are refused. A failure changes nothing.
-    int PopWithRange(MutableProtobufField& field, OstraneCommon::IndexRangeList& vecRange, OstraneCommon::Expr* pConditionExpr);
+    int PopWithRange(MutableProtobufField& field, OstraneCommon::IndexRangeList& vecRange,
+                     OstraneCommon::Expr* pConditionExpr);
 
     // Appends the selected elements of `src` to `dst`, a field of the same element type, and their
     // positions to `pVecRepeatedIndex` unless that is null. With `isMutableSrc` strings and messages
@@ -115,8 +116,7 @@ public:
     // so `dst` may be `src` itself, and either may lie inside an element of the other, except that an
     // element that is moved must not hold `dst`.
     int GetWithRange(ProtobufField& src, bool isMutableSrc, OstraneCommon::IndexRangeList& vecRange,
-                     OstraneCommon::Expr* pFilterExpr, MutableProtobufField& dst,
-                     std::vector<int>* pVecRepeatedIndex);
+                     OstraneCommon::Expr* pFilterExpr, MutableProtobufField& dst, std::vector<int>* pVecRepeatedIndex);
 
     // The same from a handle that may be written to: the selected elements are moved.
     int GetWithRange(MutableProtobufField& src, OstraneCommon::IndexRangeList& vecRange,
@@ -151,8 +151,8 @@ private:
     int SetRepeatedMessageWithExpr(MutableProtobufField& field, int index, ExprIterator first, ExprIterator last);
 
     template <typename BeforeFailure>
-    int AssignSubFields(const char* function, google::protobuf::Message* element, ExprIterator first,
-                        ExprIterator last, BeforeFailure beforeFailure);
+    int AssignSubFields(const char* function, google::protobuf::Message* element, ExprIterator first, ExprIterator last,
+                        BeforeFailure beforeFailure);
 
     template <typename T>
     int PushRepeatedFieldWithExpr(MutableProtobufField& field, int pos, OstraneCommon::Expr& value);
@@ -192,8 +192,8 @@ private:
                            OstraneCommon::Expr* pExpr);
 
     template <typename Element>
-    int PopRepeatedElements(const char* function, MutableProtobufField& field,
-                            OstraneCommon::IndexRangeList& vecRange, OstraneCommon::Expr* pExpr);
+    int PopRepeatedElements(const char* function, MutableProtobufField& field, OstraneCommon::IndexRangeList& vecRange,
+                            OstraneCommon::Expr* pExpr);
 
     template <typename T>
     int GetRepeatedField(ProtobufField& src, bool isMutableSrc, OstraneCommon::IndexRangeList& vecRange,
@@ -393,8 +393,7 @@ int ProtobufRecordUtil::SetRepeatedFieldWithPbField(MutableProtobufField& field,
 }
 
 template <typename T>
-int ProtobufRecordUtil::PushRepeatedFieldWithPbField(MutableProtobufField& field, int pos,
-                                                     OstraneCommon::PbField& src,
+int ProtobufRecordUtil::PushRepeatedFieldWithPbField(MutableProtobufField& field, int pos, OstraneCommon::PbField& src,
                                                      const google::protobuf::Reflection* reflection,
                                                      const google::protobuf::Reflection* sourceReflection) {
     const OstraneCommon::SourceRun<T> run(src, sourceReflection);

@@ -138,8 +138,7 @@ int FilterMarks(const BoundProgram& program, EvalContext& context, std::vector<b
         }
         if (program.mask != nullptr) {
             const size_t count = std::min(MATCH_WORD_BITS, marks.size() - begin);
-            word &= program.mask->Mask(context.selfReader->Scalars(), static_cast<int>(begin),
-                                       static_cast<int>(count));
+            word &= program.mask->Mask(context.selfReader->Scalars(), static_cast<int>(begin), static_cast<int>(count));
         } else {
             const int ret = TestWord(*program.root, begin, areMessages, context, word);
             if (ret != 0) {

@@ -21,8 +21,8 @@ struct ElementRun {
 //   (-2, -1) of 9 elements  ->  7 .. 9
 inline ElementRun ClipRange(const std::pair<int32_t, int32_t>& range, int size) {
     const int64_t first = range.first < 0 ? std::max<int64_t>(int64_t{range.first} + size, 0) : int64_t{range.first};
-    const int64_t last = range.second < 0 ? int64_t{range.second} + size
-                                          : std::min<int64_t>(range.second, int64_t{size} - 1);
+    const int64_t last =
+        range.second < 0 ? int64_t{range.second} + size : std::min<int64_t>(range.second, int64_t{size} - 1);
     if (first > last) {
         return {0, 0};
     }

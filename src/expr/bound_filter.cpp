@@ -134,8 +134,8 @@ int BoundExpr::Bind(const Expr& expr, const ExprScope& scope, const ExprBindings
     return ret;
 }
 
-int BoundExpr::BindCondition(const Expr& expr, const ExprScope& scope, const ExprBindings& parameters,
-                             BoundExpr& out, ExprError& error) {
+int BoundExpr::BindCondition(const Expr& expr, const ExprScope& scope, const ExprBindings& parameters, BoundExpr& out,
+                             ExprError& error) {
     BindSource source;
     source.parameters = &parameters;
     const auto program = std::make_shared<BoundProgram>();

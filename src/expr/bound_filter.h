@@ -106,8 +106,8 @@ public:
     static int Bind(const Expr& expr, const ExprScope& scope, const ExprBindings& parameters, BoundExpr& out,
                     ExprError& error);
     // The same for a condition; what gives no truth value is a type error. EXPR_NONE is always true.
-    static int BindCondition(const Expr& expr, const ExprScope& scope, const ExprBindings& parameters,
-                             BoundExpr& out, ExprError& error);
+    static int BindCondition(const Expr& expr, const ExprScope& scope, const ExprBindings& parameters, BoundExpr& out,
+                             ExprError& error);
 
     // False for a default-constructed one, of which nothing else may be asked.
     bool IsBound() const { return m_program != nullptr; }

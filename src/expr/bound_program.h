@@ -14,10 +14,10 @@ namespace OstraneCommon {
 class BoundProgram {
 public:
     ExprScope scope;
-    NodePtr root;  // null: a condition that is always true
-    MaskPtr mask;  // the root over the numbers of scope.self, when masks can do it
+    NodePtr root;                  // null: a condition that is always true
+    MaskPtr mask;                  // the root over the numbers of scope.self, when masks can do it
     std::list<std::string> texts;  // of constants
-    size_t slotCount = 0;           // of values that are kept over a search
+    size_t slotCount = 0;          // of values that are kept over a search
 };
 
 // Where values come from that the tree does not hold. Each may be missing.
@@ -29,8 +29,8 @@ struct BindSource {
 };
 
 // As BoundExpr::Bind and BoundExpr::BindCondition.
-int BindProgram(const Expr& expr, const ExprScope& scope, const BindSource& source, bool isCondition,
-                BoundProgram& out, ExprError& error);
+int BindProgram(const Expr& expr, const ExprScope& scope, const BindSource& source, bool isCondition, BoundProgram& out,
+                ExprError& error);
 
 // As BoundExpr::FindMatches, for program.scope.self as a field of `owner`.
 int SearchProgram(const BoundProgram& program, const google::protobuf::Message* record,

@@ -107,8 +107,7 @@ ConstantNode* AsConstant(const NodePtr& node) {
     return node->Constant() == nullptr ? nullptr : static_cast<ConstantNode*>(node.get());
 }
 
-NodePtr Binder::FailAt(int code, int32_t offset, size_t length, const std::string& message,
-                       const std::string& hint) {
+NodePtr Binder::FailAt(int code, int32_t offset, size_t length, const std::string& message, const std::string& hint) {
     m_error.code = code;
     m_error.offset = static_cast<size_t>(std::max(offset, 0));
     m_error.length = length;
@@ -191,8 +190,8 @@ bool Binder::TakeOperands(const Expr& expr, size_t least, size_t most) {
     const size_t count = expr.OperandCount();
     if (count < least || count > most) {
         const std::string wanted = least == most ? std::to_string(least) : "at least " + std::to_string(least);
-        TypeError(expr.m_self, SymbolOf(expr.m_self.m_type) + " has " + std::to_string(count) +
-                                   " operands, not " + wanted);
+        TypeError(expr.m_self,
+                  SymbolOf(expr.m_self.m_type) + " has " + std::to_string(count) + " operands, not " + wanted);
         return false;
     }
     for (const Expr* const operand : *expr.m_operands) {
@@ -448,9 +447,9 @@ NodePtr Binder::BindArithmetic(const Expr& expr) {
         const bool fits = kind == ValueKind::Null || kind == ValueKind::Integer ||
                           (kind == ValueKind::Double && op != EXPR_BITWISE_AND);
         if (!fits) {
-            return TypeError(expr.Operand(i)->m_self,
-                             SymbolOf(op) + " computes with " + (op == EXPR_BITWISE_AND ? "integers" : "numbers") +
-                                 ", not with " + KindText(*operands[i]));
+            return TypeError(expr.Operand(i)->m_self, SymbolOf(op) + " computes with " +
+                                                          (op == EXPR_BITWISE_AND ? "integers" : "numbers") +
+                                                          ", not with " + KindText(*operands[i]));
         }
     }
     Share(operands[0], operands[1]);
@@ -470,9 +469,9 @@ NodePtr Binder::BindSign(const Expr& expr) {
     const bool fits =
         kind == ValueKind::Null || kind == ValueKind::Integer || (kind == ValueKind::Double && op == EXPR_OP_SUB);
     if (!fits) {
-        return TypeError(expr.Operand(0)->m_self,
-                         SymbolOf(op) + " computes with " + (op == EXPR_OP_SUB ? "a number" : "an integer") +
-                             ", not with " + KindText(*operand));
+        return TypeError(expr.Operand(0)->m_self, SymbolOf(op) + " computes with " +
+                                                      (op == EXPR_OP_SUB ? "a number" : "an integer") + ", not with " +
+                                                      KindText(*operand));
     }
     return MakeUnary(op, std::move(operand));
 }
@@ -575,8 +574,8 @@ NodePtr Binder::BindFunction(const Expr& expr) {
     if (expr.m_self.m_str == "coalesce") {
         return BindCoalesce(expr);
     }
-    return Fail(OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, expr.m_self,
-                "there is no function " + expr.m_self.m_str, "size(x), coalesce(a, b, ..)");
+    return Fail(OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, expr.m_self, "there is no function " + expr.m_self.m_str,
+                "size(x), coalesce(a, b, ..)");
 }
 
 NodePtr Binder::BindSize(const Expr& expr) {
@@ -588,11 +587,10 @@ NodePtr Binder::BindSize(const Expr& expr) {
         return nullptr;
     }
     const ValueKind kind = operand->type.kind;
-    const bool fits =
-        kind == ValueKind::List || kind == ValueKind::Map || IsTextKind(kind) || kind == ValueKind::Null;
+    const bool fits = kind == ValueKind::List || kind == ValueKind::Map || IsTextKind(kind) || kind == ValueKind::Null;
     if (!fits) {
-        return TypeError(expr.Operand(0)->m_self, "size() counts lists, maps, texts and bytes, not " +
-                                                      KindText(*operand));
+        return TypeError(expr.Operand(0)->m_self,
+                         "size() counts lists, maps, texts and bytes, not " + KindText(*operand));
     }
     if (const ConstantListNode* const list = dynamic_cast<const ConstantListNode*>(operand.get())) {
         NodePtr count = std::make_unique<ConstantNode>(Value::Int(list->count));
@@ -624,8 +622,7 @@ NodePtr Binder::BindCoalesce(const Expr& expr) {
         const bool isField = operands[leader]->isFloatField;
         // The values are handed on, not compared: a literal beside a float field stays as it is.
         operands[leader]->isFloatField = false;
-        const bool fits =
-            i == leader || Settle(operands[leader], operands[i], EXPR_COMPARE_EQ, isEnumName);
+        const bool fits = i == leader || Settle(operands[leader], operands[i], EXPR_COMPARE_EQ, isEnumName);
         operands[leader]->isFloatField = isField;
         if (!fits) {
             return nullptr;
@@ -648,8 +645,8 @@ NodePtr Binder::BindCoalesce(const Expr& expr) {
     return node;
 }
 
-int BindProgram(const Expr& expr, const ExprScope& scope, const BindSource& source, bool isCondition,
-                BoundProgram& out, ExprError& error) {
+int BindProgram(const Expr& expr, const ExprScope& scope, const BindSource& source, bool isCondition, BoundProgram& out,
+                ExprError& error) {
     out.scope = scope;
     if (isCondition && expr.m_self.m_type == EXPR_NONE) {
         return 0;

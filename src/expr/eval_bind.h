@@ -57,8 +57,7 @@ private:
                    const google::protobuf::Descriptor*& descriptor);
     bool BindSteps(const Expr& expr, const NamePath& name, const google::protobuf::Descriptor* descriptor,
                    BoundPath& path);
-    bool BindSubscript(const ExprVariant& place, const Expr* subscript, const ExprVariant* parameter,
-                       BoundStep& step);
+    bool BindSubscript(const ExprVariant& place, const Expr* subscript, const ExprVariant* parameter, BoundStep& step);
     NodePtr MakeConstant(const ExprVariant& variant, const ExprVariant& place);
     NodePtr MakeConstantList(const std::vector<ExprVariant>& items, const ExprVariant& place);
     NodePtr MakeFieldConstant(const ExprVariant& variant, const ExprVariant& place);

@@ -134,8 +134,9 @@ NodePtr Binder::BindInField(NodePtr value, NodePtr list) {
     if (isEnumName) {
         ExprVariant place;
         place.m_tokenOffset = value->offset;
-        return TypeError(place, "a text that is read from a field is not looked for in a list of enum values, "
-                                "nor the other way round");
+        return TypeError(place,
+                         "a text that is read from a field is not looked for in a list of enum values, "
+                         "nor the other way round");
     }
     Share(value, list);
     return MakeInField(std::move(value), std::move(list));

@@ -137,11 +137,11 @@ NodePtr Binder::MakeConstant(const ExprVariant& variant, const ExprVariant& plac
                                                    : MakeText(variant.m_data.pCStr, false);
             break;
         case EXPR_BUFF:
-            node = variant.m_data.buff.ptr == nullptr
-                       ? ConstantOf(Value::Null(), ValueKind::Null)
-                       : MakeText(std::string(static_cast<const char*>(variant.m_data.buff.ptr),
-                                              variant.m_data.buff.size),
-                                  true);
+            node =
+                variant.m_data.buff.ptr == nullptr
+                    ? ConstantOf(Value::Null(), ValueKind::Null)
+                    : MakeText(std::string(static_cast<const char*>(variant.m_data.buff.ptr), variant.m_data.buff.size),
+                               true);
             break;
         case EXPR_NULL:
             node = ConstantOf(Value::Null(), ValueKind::Null);
@@ -292,8 +292,7 @@ NodePtr Binder::BindSelf(const ExprVariant& place, bool asksPresence) {
 }
 
 // Where the first step is looked up.
-bool Binder::FindStart(const ExprVariant& place, const NamePath& name, BoundPath& path,
-                       const Descriptor*& descriptor) {
+bool Binder::FindStart(const ExprVariant& place, const NamePath& name, BoundPath& path, const Descriptor*& descriptor) {
     if (name.root == NameRoot::Record || (name.root == NameRoot::Bare && m_scope.element == nullptr)) {
         path.start = PathStart::Record;
         descriptor = m_scope.record;
@@ -561,7 +560,7 @@ bool Binder::BindSubscript(const ExprVariant& place, const Expr* subscript, cons
         return true;
     }
     TypeError(place, "the keys of " + fullName + " are " +
-                         (wantsNumber ? "whole numbers"
+                         (wantsNumber                                        ? "whole numbers"
                           : key->cpp_type() == FieldDescriptor::CPPTYPE_BOOL ? "true and false"
                                                                              : "texts"));
     return false;

@@ -199,10 +199,9 @@ void ArrayReader::Get(int i, std::list<std::string>& scratch, Value& out) const 
             return;
         case FieldDescriptor::CPPTYPE_STRING: {
             std::string own;
-            const std::string& text =
-                m_container != nullptr
-                    ? static_cast<const RepeatedPtrField<std::string>*>(m_container)->Get(i)
-                    : m_reflection->GetRepeatedStringReference(*m_message, m_field, i, &own);
+            const std::string& text = m_container != nullptr
+                                          ? static_cast<const RepeatedPtrField<std::string>*>(m_container)->Get(i)
+                                          : m_reflection->GetRepeatedStringReference(*m_message, m_field, i, &own);
             out = TextValue(text, own, m_field, scratch);
             return;
         }

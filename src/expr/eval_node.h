@@ -84,7 +84,7 @@ public:
     int32_t offset = 0;
     bool readsElement = false;
     bool readsRecord = false;
-    bool isFloatField = false;  // constants that it is compared with are rounded to float
+    bool isFloatField = false;    // constants that it is compared with are rounded to float
     bool tracksPresence = false;  // IS NULL may be asked of it, even where a default stands in
 };
 

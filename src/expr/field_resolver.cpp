@@ -128,9 +128,9 @@ int ProtobuFieldResolver::Resolve(ExprVariant* name, ExprVariant& out) {
         return OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME;
     }
     const bool isQuestion = name->m_type == EXPR_QUESTION;
-    const std::string key = !isQuestion            ? name->m_str
+    const std::string key = !isQuestion           ? name->m_str
                             : name->m_str.empty() ? "?" + std::to_string(name->m_data.valUInt64)
-                                                   : ":" + name->m_str;
+                                                  : ":" + name->m_str;
     const ExprVariant* const named = FindNamedValue(key);
     if (named != nullptr) {
         // A copy first: `out` may be the very value.

@@ -127,8 +127,9 @@ void LikePattern::Prepare(Part& part) {
         if (wanted[i] == ANY_CHARACTER) {
             continue;
         }
-        const auto place = std::lower_bound(part.masks.begin(), part.masks.end(), wanted[i],
-                                            [](const auto& mask, uint32_t character) { return mask.first < character; });
+        const auto place =
+            std::lower_bound(part.masks.begin(), part.masks.end(), wanted[i],
+                             [](const auto& mask, uint32_t character) { return mask.first < character; });
         place->second[i / WORD_BITS] |= uint64_t{1} << (i % WORD_BITS);
     }
 }

@@ -203,7 +203,8 @@ bool DoubleOfText(const std::string& text, double& number) {
     } else if (parts.shape == Shape::NotANumber) {
         value = std::numeric_limits<double>::quiet_NaN();
     } else if (!parts.digits.empty()) {
-        const std::chars_format format = parts.shape == Shape::Hex ? std::chars_format::hex : std::chars_format::general;
+        const std::chars_format format =
+            parts.shape == Shape::Hex ? std::chars_format::hex : std::chars_format::general;
         const char* const end = text.data() + text.size();
         const std::from_chars_result result = std::from_chars(text.data() + parts.begin, end, value, format);
         if (result.ec == std::errc::result_out_of_range) {

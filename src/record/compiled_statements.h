@@ -141,7 +141,7 @@ struct CompiledStatement {
     // changed, with the rest in `tail`; of SetField, SetList and SetMapEntries `tail` is the whole path.
     PlanPath path;
     PlanPath tail;
-    bool hasSelector = false;  // ranges or an index were written behind the last step of `path`
+    bool hasSelector = false;          // ranges or an index were written behind the last step of `path`
     int where = -1;                    // of `conditions`; -1: none
     ValueNode value;                   // '='
     PlanPath from;                     // FROM

@@ -40,8 +40,7 @@ const Kind KINDS[] = {
     {"many_float", "[1, 2, 3]", "[1, 2, 3]", ReflectionCall::MutableFloats, "Field", true},
     {"many_string", "['a', 'b', 'c']", "[\"a\", \"b\", \"c\"]", ReflectionCall::MutableStrings, "String", false},
     {"many_bytes", "['a', 'b', 'c']", "[\"a\", \"b\", \"c\"]", ReflectionCall::MutableStrings, "String", false},
-    {"many_message", "[{a: 1}, {}, {a: 3}]", "[{a: 1}, {}, {a: 3}]", ReflectionCall::MutableElements, "Message",
-     false},
+    {"many_message", "[{a: 1}, {}, {a: 3}]", "[{a: 1}, {}, {a: 3}]", ReflectionCall::MutableElements, "Message", false},
 };
 
 class FaultTest : public SelectionTest {
@@ -165,8 +164,8 @@ TEST_F(FaultTest, TargetContainerAndMarkingHaveTheirOrder) {
             return;
         }
         ASSERT_EQ(lines.size(), 2U);
-        EXPECT_EQ(lines[1], WorkerLine(kind, "GetRepeated", "MarkMatchPositions failed, src=" + FullName(kind) +
-                                                                ", ret=-4889"));
+        EXPECT_EQ(lines[1],
+                  WorkerLine(kind, "GetRepeated", "MarkMatchPositions failed, src=" + FullName(kind) + ", ret=-4889"));
         // Nothing to hand out: from an empty source, and where no element is selected.
         for (const auto& row : std::vector<std::pair<Message*, IndexRangeList>>{{empty, {}}, {source, {{7, 9}}}}) {
             const ReflectionFault fault(kind.container, kind.TargetCall());
@@ -185,10 +184,10 @@ TEST_F(FaultTest, GetThatMovesFailsWithoutTheContainerOfItsSource) {
         Positions positions = {9};
         {
             const ReflectionFault fault(kind.container, kind.TargetCall() + 1);
-            EXPECT_EQ(Get(Field(source, kind.field), true, {}, nullptr, Field(target, kind.field), &positions), GENERIC);
+            EXPECT_EQ(Get(Field(source, kind.field), true, {}, nullptr, Field(target, kind.field), &positions),
+                      GENERIC);
         }
-        EXPECT_EQ(m_log.TakeLines(),
-                  (Lines{WorkerLine(kind, "GetRepeated", text + FullName(kind) + ") is null")}));
+        EXPECT_EQ(m_log.TakeLines(), (Lines{WorkerLine(kind, "GetRepeated", text + FullName(kind) + ") is null")}));
         EXPECT_EQ(Show(*source, kind.field), kind.shown);
         EXPECT_EQ(Show(*target, kind.field), kind.shown);
         EXPECT_EQ(positions, Positions{9});
@@ -224,9 +223,8 @@ TEST_F(FaultTest, LinesOfAGetNameTheFieldThatIsMissing) {
                 const ReflectionFault fault(row.call, row.targetCall + (isTarget ? 0 : 1));
                 EXPECT_EQ(Get(Field(message, row.source), true, {}, nullptr, {message, target}), GENERIC);
             }
-            const std::string missing =
-                isTarget ? "pTargetRepeated(" + std::string(target->full_name())
-                         : row.sourceWord + "(fields.Fields." + row.source;
+            const std::string missing = isTarget ? "pTargetRepeated(" + std::string(target->full_name())
+                                                 : row.sourceWord + "(fields.Fields." + row.source;
             EXPECT_EQ(m_log.TakeLines(), (Lines{place + missing + ") is null"}));
         }
         EXPECT_EQ(Show(*message), "many_int32: 1 many_string: \"a\" many_message { a: 1 }");
@@ -317,8 +315,9 @@ TEST_F(FaultTest, MessagesAddedBeforeAFailedOneStay) {
                     EXPECT_EQ(PushFrom(Field(target, "many_message"), 0, Source(source, "many_message", isMutable)),
                               GENERIC);
                 }
-                EXPECT_EQ(m_log.TakeLines(), (Lines{Line("PushRepeatedMessageWithPbField",
-                                                         "Add element(fields.Fields.many_message) failed")}));
+                EXPECT_EQ(
+                    m_log.TakeLines(),
+                    (Lines{Line("PushRepeatedMessageWithPbField", "Add element(fields.Fields.many_message) failed")}));
                 EXPECT_EQ(Show(*target, "many_message"), left[ordinal - 1]);
                 EXPECT_EQ(Show(*source, "many_message"), "[{a: 1}, {a: 2}, {a: 3}]");
             }
@@ -351,10 +350,10 @@ TEST_F(FaultTest, AReplacedFieldStaysEmptyWhenItsRefillFails) {
         const ReflectionFault fault(row.second);
         EXPECT_EQ(Util().UpdateWithPbField(field, OstraneCommon::EXPR_OP_SET, &src), GENERIC);
     }
-    EXPECT_EQ(m_log.Lines(), (Lines{Line("PushRepeatedMessageWithPbField",
-                                         "Add element(fields.Fields.many_message) failed"),
-                                    "ERROR src/common/protobuf_record_util.h PushRepeatedField: "
-                                    "pRepeated(fields.Fields.many_int32) is null"}));
+    EXPECT_EQ(m_log.Lines(),
+              (Lines{Line("PushRepeatedMessageWithPbField", "Add element(fields.Fields.many_message) failed"),
+                     "ERROR src/common/protobuf_record_util.h PushRepeatedField: "
+                     "pRepeated(fields.Fields.many_int32) is null"}));
     EXPECT_EQ(Show(*target), "");
 }
 
@@ -365,9 +364,11 @@ TEST_F(FaultTest, TargetsOfSourceCopiesNeedReflection) {
     const MutableProtobufField target = {&broken, Field(&m_message, "many_int32").m_pFieldDesc};
     // The position and the range do not fit either.
     EXPECT_EQ(SetFrom(target, 5, 3, Source(&m_message, "many_int32", false)), GENERIC);
-    EXPECT_EQ(m_log.TakeLines(), (Lines{Line("SetWithPbField", "GetReflection failed, field=fields.Fields.many_int32")}));
+    EXPECT_EQ(m_log.TakeLines(),
+              (Lines{Line("SetWithPbField", "GetReflection failed, field=fields.Fields.many_int32")}));
     EXPECT_EQ(PushFrom(target, 5, Source(&m_message, "many_int32", false)), GENERIC);
-    EXPECT_EQ(m_log.TakeLines(), (Lines{Line("PushWithPbField", "GetReflection failed, field=fields.Fields.many_int32")}));
+    EXPECT_EQ(m_log.TakeLines(),
+              (Lines{Line("PushWithPbField", "GetReflection failed, field=fields.Fields.many_int32")}));
     EXPECT_EQ(Show(m_message, "many_int32"), "[1]");
 }
 

@@ -23,8 +23,8 @@ TEST_F(GetTest, CopiesBehindWhatIsThereAndReportsPositions) {
     Fill("many_string: ['a', 'b', 'c', 'd']");
     m_target.add_many_string("x");
     Positions positions = {9};
-    EXPECT_EQ(Get(Field(&m_message, "many_string"), false, {{1, 1}, {3, 3}}, nullptr,
-                  Field(&m_target, "many_string"), &positions),
+    EXPECT_EQ(Get(Field(&m_message, "many_string"), false, {{1, 1}, {3, 3}}, nullptr, Field(&m_target, "many_string"),
+                  &positions),
               0);
     EXPECT_EQ(Show(m_target, "many_string"), "[\"x\", \"b\", \"d\"]");
     EXPECT_EQ(positions, (Positions{9, 1, 3}));
@@ -57,8 +57,7 @@ TEST_F(GetTest, EveryElementTypeIsCopiedAndMoved) {
         {"many_float", "many_float: [1, 2, 3]", "[1, 2, 3]", "[1, 3]", "[0, 2, 0]"},
         {"many_string", "many_string: ['a', 'b', 'c']", "[\"a\", \"b\", \"c\"]", "[\"a\", \"c\"]",
          "[\"\", \"b\", \"\"]"},
-        {"many_bytes", "many_bytes: ['a', 'b', 'c']", "[\"a\", \"b\", \"c\"]", "[\"a\", \"c\"]",
-         "[\"\", \"b\", \"\"]"},
+        {"many_bytes", "many_bytes: ['a', 'b', 'c']", "[\"a\", \"b\", \"c\"]", "[\"a\", \"c\"]", "[\"\", \"b\", \"\"]"},
         {"many_message", "many_message: [{a: 1}, {a: 2}, {a: 3, b: 'x'}]", "[{a: 1}, {a: 2}, {a: 3 b: \"x\"}]",
          "[{a: 1}, {a: 3 b: \"x\"}]", "[{}, {a: 2}, {}]"},
         {"pair", "Pair {left: 1} Pair {left: 2} Pair {left: 3}", "[{left: 1}, {left: 2}, {left: 3}]",
@@ -206,10 +205,11 @@ TEST_F(GetTest, FailedMarkingWritesTwoLinesAndTakesNothing) {
                   OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME);
         const Lines lines = m_log.TakeLines();
         ASSERT_EQ(lines.size(), 2U);
-        EXPECT_EQ(lines[0].rfind("ERROR src/common/protobuf_record_util.cpp MarkMatchPositions: FindArrayMatchPositions "
-                                 "failed, ret: -4889, errmsg: ",
-                                 0),
-                  0U)
+        EXPECT_EQ(
+            lines[0].rfind("ERROR src/common/protobuf_record_util.cpp MarkMatchPositions: FindArrayMatchPositions "
+                           "failed, ret: -4889, errmsg: ",
+                           0),
+            0U)
             << lines[0];
         EXPECT_EQ(lines[1], std::string("ERROR ") + row.second + ": MarkMatchPositions failed, src=fields.Fields." +
                                 row.first + ", ret=-4889");
@@ -310,8 +310,9 @@ TEST_F(GetTest, TheSourceMayLieInsideTheTarget) {
     EXPECT_EQ(Show(m_message, "children"),
               "[{children { one_int32: 1 } children { one_int32: 2 }}, {one_int32: 1}, {one_int32: 2}]");
     EXPECT_EQ(Get(source, true, {{0, 0}}, nullptr, Field(&m_message, "children")), 0);
-    EXPECT_EQ(Show(m_message, "children"), "[{children { } children { one_int32: 2 }}, {one_int32: 1}, {one_int32: 2}, "
-                                           "{one_int32: 1}]");
+    EXPECT_EQ(Show(m_message, "children"),
+              "[{children { } children { one_int32: 2 }}, {one_int32: 1}, {one_int32: 2}, "
+              "{one_int32: 1}]");
 }
 
 TEST_F(GetTest, TheTargetMayLieInsideTheSource) {

@@ -281,11 +281,16 @@ TEST_F(MessageElementTest, ASubFieldNamedTwiceIsAssignedTwice) {
 
 TEST_F(MessageElementTest, EverySingularTypeIsAssigned) {
     Expr* const assigns[] = {
-        m_tree.Assign("one_bool", m_tree.UInt(7)),     AssignInt("one_int32", -1),
-        AssignInt("one_uint32", -1),                   AssignInt("one_int64", -5),
-        AssignInt("one_uint64", -1),                   m_tree.Assign("one_double", m_tree.Float(0.1)),
-        m_tree.Assign("one_float", m_tree.Float(0.5)), AssignText("one_enum", "BLUE"),
-        AssignText("one_string", "s"),                 AssignText("one_bytes", std::string("\0\xff", 2)),
+        m_tree.Assign("one_bool", m_tree.UInt(7)),
+        AssignInt("one_int32", -1),
+        AssignInt("one_uint32", -1),
+        AssignInt("one_int64", -5),
+        AssignInt("one_uint64", -1),
+        m_tree.Assign("one_double", m_tree.Float(0.1)),
+        m_tree.Assign("one_float", m_tree.Float(0.5)),
+        AssignText("one_enum", "BLUE"),
+        AssignText("one_string", "s"),
+        AssignText("one_bytes", std::string("\0\xff", 2)),
     };
     const std::string expected =
         "one_bool: true one_int32: -1 one_uint32: 4294967295 one_int64: -5 one_uint64: 18446744073709551615 "
@@ -351,8 +356,8 @@ TEST_F(MessageElementTest, MapEntriesAreMessagesOfKeyAndValue) {
         const std::string entry(Field(message, "by_name").m_pFieldDesc->message_type()->full_name());
         ExpectPushRefused(Field(message, "by_name"), m_tree.Push("0", {AssignInt("id", 1)}), BAD_NAME,
                           {Line("PushRepeatedMessageWithExpr: id not exist in " + entry)});
-        ExpectPushRefused(Field(message, "by_number"),
-                          m_tree.Push("0", {AssignInt("key", 1), AssignInt("value", 1)}), BAD_TYPE,
+        ExpectPushRefused(Field(message, "by_number"), m_tree.Push("0", {AssignInt("key", 1), AssignInt("value", 1)}),
+                          BAD_TYPE,
                           {Line("AssignField: type cast failed, proto-cpp-type=10, variant=1"),
                            Line("PushRepeatedMessageWithExpr: AssignField(value) failed, ret=-5145")});
     });

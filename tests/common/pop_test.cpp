@@ -88,8 +88,7 @@ TEST_F(PopTest, RangesAndFilterDecideTogether) {
 
 TEST_F(PopTest, FurtherOperandsAreIgnored) {
     Fill("many_int32: [1, 2, 3]");
-    Expr& pop =
-        *m_tree.Node(OstraneCommon::EXPR_OP_POP, "", {m_tree.Index("*"), Less("$", 2), m_tree.Text("ignored")});
+    Expr& pop = *m_tree.Node(OstraneCommon::EXPR_OP_POP, "", {m_tree.Index("*"), Less("$", 2), m_tree.Text("ignored")});
     EXPECT_EQ(PopWithExpr(Field(&m_message, "many_int32"), pop), 0);
     EXPECT_EQ(Show(m_message, "many_int32"), "[2, 3]");
 }
@@ -184,10 +183,11 @@ TEST_F(PopTest, FailedMarkingWritesTwoLinesAndChangesNothing) {
         EXPECT_EQ(ret, OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME);
         const Lines lines = m_log.TakeLines();
         ASSERT_EQ(lines.size(), 2U);
-        EXPECT_EQ(lines[0].rfind("ERROR src/common/protobuf_record_util.cpp MarkMatchPositions: FindArrayMatchPositions "
-                                 "failed, ret: -4889, errmsg: ",
-                                 0),
-                  0U)
+        EXPECT_EQ(
+            lines[0].rfind("ERROR src/common/protobuf_record_util.cpp MarkMatchPositions: FindArrayMatchPositions "
+                           "failed, ret: -4889, errmsg: ",
+                           0),
+            0U)
             << lines[0];
         EXPECT_EQ(lines[1], std::string("ERROR ") + row.place + ": MarkMatchPositions failed, field=fields.Fields." +
                                 row.field + ", ret=-4889");
@@ -201,8 +201,9 @@ TEST_F(PopTest, NothingSelectedChangesNothing) {
     EXPECT_EQ(PopWithRange(Field(&m_message, "many_int32"), {}, Less("$", 0)), 0);
     EXPECT_EQ(PopWithRange(Field(&m_message, "many_string"), {{1, 0}}), 0);
     EXPECT_EQ(PopWithRange(Field(&m_message, "many_message"), {}, Less("a", 0)), 0);
-    EXPECT_EQ(Show(m_message), "many_int32: 1 many_int32: 2 many_string: \"a\" many_string: \"b\" many_message { a: 1 } "
-                               "many_message { a: 2 }");
+    EXPECT_EQ(Show(m_message),
+              "many_int32: 1 many_int32: 2 many_string: \"a\" many_string: \"b\" many_message { a: 1 } "
+              "many_message { a: 2 }");
     EXPECT_EQ(m_log.Lines(), Lines{});
 }
 

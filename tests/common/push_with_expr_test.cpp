@@ -40,8 +40,8 @@ TEST_F(PushWithExprTest, OperandsAreLookedAtBeforeTheField) {
 TEST_F(PushWithExprTest, PositionTextOutsideOrNoIntegerIsRefused) {
     Fill("many_int32: [1, 2, 3] many_string: ['a', 'b', 'c'] many_message: [{}, {}, {}] many_enum: [RED, RED, RED]");
     for (const std::string text :
-         {"4", "5", "-2", "-4", "", "1x", "x", " 1", "1 ", "0..1", "*", "0x1", "1.0", "-", "+", "--1", "2147483648",
-          "4294967296", "-4294967295", "99999999999999999999"}) {
+         {"4", "5",   "-2",  "-4", "",  "1x",  "x",          " 1",         "1 ",          "0..1",
+          "*", "0x1", "1.0", "-",  "+", "--1", "2147483648", "4294967296", "-4294967295", "99999999999999999999"}) {
         for (const std::string name : {"many_int32", "many_string", "many_message", "many_enum"}) {
             Expr& expr = m_tree.Push(text, {m_tree.Text("no assignment"), m_tree.Text("nor this")});
             ExpectPushRefused(Field(name), expr, BAD_INDEX,
@@ -53,9 +53,9 @@ TEST_F(PushWithExprTest, PositionTextOutsideOrNoIntegerIsRefused) {
 
 TEST_F(PushWithExprTest, AnEmptyFieldHasOnePosition) {
     for (const std::string name : {"many_int32", "many_string"}) {
-        ExpectPushRefused(Field(name), PushOf("1", m_tree.Node(OstraneCommon::EXPR_NULL)), BAD_INDEX,
-                          {Line("PushWithExpr: field=fields.Fields." + name +
-                                ", invalid array index=1, repeated.size=0")});
+        ExpectPushRefused(
+            Field(name), PushOf("1", m_tree.Node(OstraneCommon::EXPR_NULL)), BAD_INDEX,
+            {Line("PushWithExpr: field=fields.Fields." + name + ", invalid array index=1, repeated.size=0")});
     }
     EXPECT_EQ(Push(Field("many_int32"), PushOf("0", m_tree.Int(7))), 0);
     EXPECT_EQ(Push(Field("many_string"), PushOf("-1", m_tree.Text("x"))), 0);
@@ -69,7 +69,7 @@ TEST_F(PushWithExprTest, PositionTextIsOneIntegerUpToTheSize) {
         const char* after;
     };
     const Row rows[] = {
-        {"0", "[9, 1, 2, 3]"},  {"1", "[1, 9, 2, 3]"},   {"3", "[1, 2, 3, 9]"},   {"-1", "[1, 2, 3, 9]"},
+        {"0", "[9, 1, 2, 3]"},  {"1", "[1, 9, 2, 3]"},   {"3", "[1, 2, 3, 9]"},  {"-1", "[1, 2, 3, 9]"},
         {"+1", "[1, 9, 2, 3]"}, {"003", "[1, 2, 3, 9]"}, {"-0", "[9, 1, 2, 3]"}, {"-01", "[1, 2, 3, 9]"},
     };
     for (const Row& row : rows) {
@@ -105,8 +105,8 @@ TEST_F(PushWithExprTest, TheAssignmentHasAValue) {
     for (const char* name : {"many_int32", "many_string", "many_enum"}) {
         ExpectPushRefused(Field(name), m_tree.Push("0", {AssignWithoutValue("name")}), BAD_SYNTAX,
                           {Line("PushWithExpr: invalid assign expr")});
-        ExpectPushRefused(Field(name), m_tree.Push("0", {m_tree.Node(OstraneCommon::EXPR_ASSIGN, "$", {})}),
-                          BAD_SYNTAX, {Line("PushWithExpr: invalid assign expr")});
+        ExpectPushRefused(Field(name), m_tree.Push("0", {m_tree.Node(OstraneCommon::EXPR_ASSIGN, "$", {})}), BAD_SYNTAX,
+                          {Line("PushWithExpr: invalid assign expr")});
     }
 }
 

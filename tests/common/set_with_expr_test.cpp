@@ -52,8 +52,8 @@ TEST_F(SetWithExprTest, AnEmptyFieldCannotBeSet) {
 TEST_F(SetWithExprTest, IndexTextOutsideOrNoIntegerIsRefused) {
     Fill("many_int32: [1, 2, 3] many_string: ['a', 'b', 'c'] many_message: [{}, {}, {}] many_enum: [RED, RED, RED]");
     for (const std::string text :
-         {"3", "4", "-2", "-3", "", "1x", "x", " 1", "1 ", "0..1", "*", "0x1", "1.0", "-", "+", "--1", "2147483648",
-          "4294967296", "-4294967295", "99999999999999999999"}) {
+         {"3", "4",   "-2",  "-3", "",  "1x",  "x",          " 1",         "1 ",          "0..1",
+          "*", "0x1", "1.0", "-",  "+", "--1", "2147483648", "4294967296", "-4294967295", "99999999999999999999"}) {
         for (const std::string name : {"many_int32", "many_string", "many_message", "many_enum"}) {
             Expr& expr = m_tree.Set(text, {m_tree.Text("no assignment"), m_tree.Text("nor this")});
             ExpectSetRefused(Field(name), expr, BAD_INDEX,
@@ -69,8 +69,8 @@ TEST_F(SetWithExprTest, IndexTextIsOneIntegerInsideTheField) {
         const char* after;
     };
     const Row rows[] = {
-        {"0", "[9, 2, 3]"},   {"1", "[1, 9, 3]"},   {"2", "[1, 2, 9]"},   {"-1", "[1, 2, 9]"},
-        {"+1", "[1, 9, 3]"},  {"002", "[1, 2, 9]"}, {"-0", "[9, 2, 3]"},  {"-01", "[1, 2, 9]"},
+        {"0", "[9, 2, 3]"},  {"1", "[1, 9, 3]"},   {"2", "[1, 2, 9]"},  {"-1", "[1, 2, 9]"},
+        {"+1", "[1, 9, 3]"}, {"002", "[1, 2, 9]"}, {"-0", "[9, 2, 3]"}, {"-01", "[1, 2, 9]"},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.text);
@@ -230,8 +230,9 @@ TEST_F(SetWithExprTest, AnElementMayBeSetToItself) {
 }
 
 TEST_F(SetWithExprTest, PackedAndExtensionFieldsAreSet) {
-    Fill("packed_int32: [1, 2] [fields.ext_many_int32]: [1, 2] [fields.ext_many_string]: ['a', 'b'] "
-         "[fields.ext_many_message]: [{a: 1}, {a: 2}]");
+    Fill(
+        "packed_int32: [1, 2] [fields.ext_many_int32]: [1, 2] [fields.ext_many_string]: ['a', 'b'] "
+        "[fields.ext_many_message]: [{a: 1}, {a: 2}]");
     EXPECT_EQ(Set(Field("packed_int32"), SetTo("0", m_tree.Int(9))), 0);
     EXPECT_EQ(Show(m_message, "packed_int32"), "[9, 2]");
     EXPECT_EQ(Set(Extension("ext_many_int32"), SetTo("-1", m_tree.Int(9))), 0);

@@ -101,7 +101,14 @@ TEST_F(Ranges, LimitsOf32Bits) {
 TEST_F(Ranges, OverTheWordsOfALongArray) {
     Resize(200);
     const IndexRangeList lists[] = {
-        {}, {{0, -1}}, {{63, 64}}, {{0, 63}}, {{64, 127}}, {{190, 250}}, {{-3, -1}, {0, 0}}, {{5, 70}, {60, 130}},
+        {},
+        {{0, -1}},
+        {{63, 64}},
+        {{0, 63}},
+        {{64, 127}},
+        {{190, 250}},
+        {{-3, -1}, {0, 0}},
+        {{5, 70}, {60, 130}},
         {{130, 190}, {1, 2}, {1, 2}},
     };
     for (const IndexRangeList& ranges : lists) {
@@ -276,8 +283,7 @@ TEST(Conditions, ErrorsAreFoundInEmptyArraysToo) {
     filters::Record record;
     EXPECT_EQ(Find("$ = 'a'", record, "i32s"), "-5145: an integer and a text do not compare");
     EXPECT_EQ(Find("gone = 1", record, "elements"), "-4889: filters.Element has no field gone");
-    EXPECT_EQ(Find("$.x = 1", record, "i32s"),
-              "-4889: $ is a value of filters.Record.i32s and has no fields");
+    EXPECT_EQ(Find("$.x = 1", record, "i32s"), "-4889: $ is a value of filters.Record.i32s and has no fields");
     EXPECT_EQ(Find("$ + 1", record, "i32s"), "-5145: the condition is neither true nor false: it is an integer");
     EXPECT_EQ(Find("$ = :p", record, "i32s"), "-4889: a parameter without a value");
 }

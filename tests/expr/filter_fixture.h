@@ -30,8 +30,8 @@ using OstraneCommon::IndexRangeList;
 
 // A value as a test states it: 7, -7, 1.5, 'a', x'61', true, NULL, and OPEN for the enum value.
 inline std::string Show(const ExprVariant& value) {
-    const bool isEnum = (value.m_type == OstraneCommon::EXPR_UINT || value.m_type == OstraneCommon::EXPR_INT) &&
-                        !value.m_str.empty();
+    const bool isEnum =
+        (value.m_type == OstraneCommon::EXPR_UINT || value.m_type == OstraneCommon::EXPR_INT) && !value.m_str.empty();
     if (isEnum) {
         return value.m_str;
     }
@@ -69,8 +69,8 @@ inline Answer Calculate(const std::string& text, const ExprScope& scope, const E
 
 // What a search gave: "2 of 5 from 1: .#..#", or the code and the reason.
 inline std::string ShowMatches(const std::vector<bool>& marks, int count, int first) {
-    std::string out = std::to_string(count) + " of " + std::to_string(marks.size()) + " from " +
-                      std::to_string(first) + ": ";
+    std::string out =
+        std::to_string(count) + " of " + std::to_string(marks.size()) + " from " + std::to_string(first) + ": ";
     for (const bool mark : marks) {
         out += mark ? '#' : '.';
     }
@@ -91,8 +91,8 @@ inline std::string Find(Expr& filter, OstraneCommon::ExprResolver& resolver, con
 }
 
 // The elements of `fieldName` of the record for which `filterText` holds.
-inline std::string Find(const std::string& filterText, google::protobuf::Message& record,
-                        const std::string& fieldName, const IndexRangeList& ranges = IndexRangeList()) {
+inline std::string Find(const std::string& filterText, google::protobuf::Message& record, const std::string& fieldName,
+                        const IndexRangeList& ranges = IndexRangeList()) {
     ExprParseContext context;
     Expr* filter = nullptr;
     ExprError error;

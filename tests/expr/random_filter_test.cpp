@@ -68,8 +68,12 @@ Plain Compared(const std::string& op, const Plain& a, const Plain& b) {
     if (!order) {
         return op == "<>";
     }
-    return op == "=" ? *order == 0 : op == "<>" ? *order != 0 : op == "<" ? *order < 0 : op == "<=" ? *order <= 0
-           : op == ">" ? *order > 0 : *order >= 0;
+    return op == "="    ? *order == 0
+           : op == "<>" ? *order != 0
+           : op == "<"  ? *order < 0
+           : op == "<=" ? *order <= 0
+           : op == ">"  ? *order > 0
+                        : *order >= 0;
 }
 
 Plain Computed(const std::string& op, const Plain& a, const Plain& b) {
@@ -158,9 +162,8 @@ public:
                 return Connective("OR", depth);
             default: {
                 const Generated operand = Condition(depth - 1);
-                return {"NOT (" + operand.text + ")", [operand](const Row& row, const ListRow& lists) {
-                            return Not(operand.value(row, lists));
-                        }};
+                return {"NOT (" + operand.text + ")",
+                        [operand](const Row& row, const ListRow& lists) { return Not(operand.value(row, lists)); }};
             }
         }
     }
@@ -175,8 +178,17 @@ private:
     }
 
     Generated IntegerConstant() {
-        static const char* const texts[] = {"0", "1", "2", "-1", "3", "7", "9223372036854775807", "18446744073709551615",
-                                            "-9223372036854775808", "9007199254740993", "4294967296"};
+        static const char* const texts[] = {"0",
+                                            "1",
+                                            "2",
+                                            "-1",
+                                            "3",
+                                            "7",
+                                            "9223372036854775807",
+                                            "18446744073709551615",
+                                            "-9223372036854775808",
+                                            "9007199254740993",
+                                            "4294967296"};
         const std::string text = texts[Pick(Pick(3) == 0 ? 11 : 6)];
         const bool isNegative = text[0] == '-';
         const uint64_t digits = std::strtoull(text.c_str() + (isNegative ? 1 : 0), nullptr, 10);
@@ -185,8 +197,10 @@ private:
 
     Generated RealConstant() {
         static const std::pair<const char*, double> rows[] = {
-            {"0.5", 0.5},   {"-1.5", -1.5},           {"2.0", 2.0}, {"9007199254740992.0", 9007199254740992.0},
-            {"1e30", 1e30}, {"9223372036854775808.0", 9223372036854775808.0}, {"nan", NAN},      {"inf", INFINITY}};
+            {"0.5", 0.5},   {"-1.5", -1.5},
+            {"2.0", 2.0},   {"9007199254740992.0", 9007199254740992.0},
+            {"1e30", 1e30}, {"9223372036854775808.0", 9223372036854775808.0},
+            {"nan", NAN},   {"inf", INFINITY}};
         const auto& row = rows[Pick(8)];
         return Constant(row.first, row.second);
     }
@@ -328,9 +342,8 @@ private:
         static const char* const fields[] = {"i32", "i64", "d", "s", "place.city", "ints[1]", "attrs['k']"};
         const std::string name = fields[Pick(7)];
         const bool isNot = Pick(2) == 0;
-        return {name + (isNot ? " IS NOT NULL" : " IS NULL"), [name, isNot](const Row& row, const ListRow&) -> Plain {
-                    return IsNull(row.at(name)) != isNot;
-                }};
+        return {name + (isNot ? " IS NOT NULL" : " IS NULL"),
+                [name, isNot](const Row& row, const ListRow&) -> Plain { return IsNull(row.at(name)) != isNot; }};
     }
 
     Generated Connective(const std::string& op, int depth) {
@@ -355,8 +368,8 @@ void MakeElement(Generator& random, filters::Element& element, Row& row, ListRow
     static const int64_t integers[] = {0, 1, 2, -1, 3, 7, INT64_MAX, INT64_MIN, 9007199254740993, 4294967296};
     static const double reals[] = {0.5, -1.5, 2, 9007199254740992.0, 1e30, NAN, INFINITY, -0.0};
     static const char* const texts[] = {"", "a", "ab", "b", "ba", "aab", "abab"};
-    row = {{"i32", {}}, {"i64", {}}, {"u64", {}}, {"d", {}}, {"s", {}}, {"place.city", {}}, {"place.zip", {}},
-           {"ints[1]", {}}, {"attrs['k']", {}}};
+    row = {{"i32", {}},        {"i64", {}},       {"u64", {}},     {"d", {}},         {"s", {}},
+           {"place.city", {}}, {"place.zip", {}}, {"ints[1]", {}}, {"attrs['k']", {}}};
     row["preset"] = Int128{5};
     if (random.Pick(4) != 0) {
         element.set_i32(static_cast<int32_t>(integers[random.Pick(6)]));
@@ -458,7 +471,8 @@ TEST(RandomFilters, AgreeWithTheNaiveEvaluator) {
 // Conditions on numbers in a row take another way, 64 elements at a time.
 TEST(RandomFilters, OnScalarArraysAgreeElementByElement) {
     std::mt19937 random(7);
-    static const char* const constants[] = {"0", "3", "-3", "2.5", "-0.5", "nan", "1e30", "127", "18446744073709551615"};
+    static const char* const constants[] = {
+        "0", "3", "-3", "2.5", "-0.5", "nan", "1e30", "127", "18446744073709551615"};
     static const char* const ops[] = {"=", "<>", "<", "<=", ">", ">="};
     filters::Record record;
     for (int i = 0; i < 150; ++i) {

@@ -172,7 +172,8 @@ TEST(Casts, OfTexts) {
 
 TEST(Casts, OfAllOtherKindsFail) {
     for (int type = 0; type <= EXPR_TYPE_MAX; ++type) {
-        const bool isOther = type < EXPR_STRING || type == EXPR_QUESTION || (type > EXPR_BUFF && type != EXPR_UNRESOLVE);
+        const bool isOther =
+            type < EXPR_STRING || type == EXPR_QUESTION || (type > EXPR_BUFF && type != EXPR_UNRESOLVE);
         if (isOther) {
             EXPECT_EQ(Casts(OfKind(static_cast<ExprType>(type), "1")), "- | - | -") << type;
         }

@@ -53,8 +53,8 @@ struct StatementCase {
 // What GoogleTest shows of a case.
 void PrintTo(const StatementCase& test, std::ostream* out);
 
-// The cases of one file, or of the .case files of a folder, files and cases in order. What the runner cannot read becomes a
-// case whose `run` is empty and whose `error` says why.
+// The cases of one file, or of the .case files of a folder, files and cases in order. What the runner cannot read
+// becomes a case whose `run` is empty and whose `error` says why.
 std::vector<StatementCase> ReadCases(const std::string& path);
 
 #endif  // OSTRANE_TESTS_RECORD_CASE_FILE_H_

@@ -65,11 +65,11 @@ TEST(RecordReader, AWholeInputIsOneRecord) {
 }
 
 TEST(RecordReader, NdjsonIsLines) {
-    EXPECT_EQ(ReadText("{}\n \t\r\n\n{1}\r\n{2}", RecordFormat::Ndjson),
-              "in:1 0 [{}]\nin:4 1 [{1}\r]\nin:5 2 [{2}]\n");
+    EXPECT_EQ(ReadText("{}\n \t\r\n\n{1}\r\n{2}", RecordFormat::Ndjson), "in:1 0 [{}]\nin:4 1 [{1}\r]\nin:5 2 [{2}]\n");
     EXPECT_EQ(ReadText("", RecordFormat::Ndjson), "");
     const std::string large(300000, 'x');
-    EXPECT_EQ(ReadText("a\n" + large + "\nb\n", RecordFormat::Ndjson), "in:1 0 [a]\nin:2 1 [" + large + "]\nin:3 2 [b]\n");
+    EXPECT_EQ(ReadText("a\n" + large + "\nb\n", RecordFormat::Ndjson),
+              "in:1 0 [a]\nin:2 1 [" + large + "]\nin:3 2 [b]\n");
 }
 
 TEST(RecordReader, DelimitedHasLengths) {

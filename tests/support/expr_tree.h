@@ -57,9 +57,7 @@ public:
     }
 
     Expr* Index(std::string text) { return Node(OstraneCommon::EXPR_INDEX_RANGE, std::move(text)); }
-    Expr* Assign(std::string name, Expr* value) {
-        return Node(OstraneCommon::EXPR_ASSIGN, std::move(name), {value});
-    }
+    Expr* Assign(std::string name, Expr* value) { return Node(OstraneCommon::EXPR_ASSIGN, std::move(name), {value}); }
     Expr& Set(std::string index, std::vector<Expr*> assigns) {
         return Operation(OstraneCommon::EXPR_OP_SET, std::move(index), std::move(assigns));
     }
