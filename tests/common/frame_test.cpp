@@ -280,6 +280,18 @@ TEST_F(FrameTest, TextsOfValuesAreMadeOnlyForLinesThatAreWritten) {
     }
 }
 
+TEST_F(FrameTest, AnUpdateReadsTheCategoryOfTheRecordTheOthersTheirCopy) {
+    LogCategory other = {nullptr, nullptr, nullptr};
+    ProtobufRecordUtil util(m_record);
+    m_record.m_pLog = &other;
+    MutableProtobufField ints = Field("many_int32");
+    EXPECT_EQ(util.UpdateWithPbField(ints, OstraneCommon::EXPR_OP_SET, nullptr), -256);
+    EXPECT_EQ(util.SetWithExpr(ints, SetTo("5", "$")), -4633);
+    ASSERT_EQ(TheHost().lines.size(), 2U);
+    EXPECT_EQ(TheHost().lines[0].category, &other);
+    EXPECT_EQ(TheHost().lines[1].category, &m_category);
+}
+
 TEST_F(FrameTest, ARecordWithoutCategoryIsWorkedOnSilently) {
     m_record.m_pLog = nullptr;
     EXPECT_EQ(Push("many_int32", PushTo("0", "$")), 0);

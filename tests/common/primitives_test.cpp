@@ -296,6 +296,10 @@ TYPED_TEST(PrimitivesTest, PushOfNothingMovesTheLastElement) {
         EXPECT_EQ(this->Push(3, {7}, count), 0);
         EXPECT_EQ(this->Numbers(this->m_field), this->AsT({0, 10, 20}));
     }
+    // An empty run of a container that never held anything has no address.
+    ProtobufRecordUtil util = this->Util();
+    EXPECT_EQ(Peer::PushRepeatedField<TypeParam>(util, this->m_field, 1, nullptr, 0), 0);
+    EXPECT_EQ(this->Numbers(this->m_field), this->AsT({0, 20, 10}));
     this->Fill(this->m_field, {});
     EXPECT_EQ(this->Push(0, {7}, 0), 0);
     EXPECT_EQ(this->Numbers(this->m_field), std::vector<int>{});
