@@ -1,0 +1,121 @@
+// The program that shows how a host embeds the library, run as its users run it.
+#include <gmock/gmock.h>
+#include <google/protobuf/util/json_util.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "player.pb.h"
+#include "support/temp_folder.h"
+
+namespace {
+
+using google::protobuf::util::JsonStringToMessage;
+using testing::HasSubstr;
+
+const std::string kSchema = OSTRANE_EXAMPLES "/player.proto";
+const std::string kRecord = OSTRANE_EXAMPLES "/player.json";
+
+struct Outcome {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+// `arguments` as a shell reads them.
+Outcome RunCommand(const std::string& program, const std::string& arguments) {
+    const TempFolder folder;
+    const std::string command = program + " " + arguments + " >" + folder.At("out") + " 2>" + folder.At("err");
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, folder.Read("out"), folder.Read("err")};
+}
+
+Outcome Embed(const std::string& statements) {
+    return RunCommand(OSTRANE_EMBED, kSchema + " demo.Player " + kRecord + " " + statements);
+}
+
+std::string TextOf(const std::string& json) {
+    demo::Player player;
+    EXPECT_TRUE(JsonStringToMessage(json, &player).ok()) << json;
+    return player.DebugString();
+}
+
+TEST(Embed, PushesAParameter) {
+    const Outcome outcome = Embed("'PUSH scores[1] = ?' 7");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err,
+              "{\"record\":0,\"statement\":1,\"text\":\"PUSH scores[1] = ?\",\"code\":0,\"codeName\":\"OK\","
+              "\"field\":\"demo.Player.scores\",\"matched\":1,\"changed\":1,\"positions\":[1],\"sizeBefore\":3,"
+              "\"sizeAfter\":4}\n");
+
+    std::ostringstream before;
+    before << std::ifstream(kRecord).rdbuf();
+    demo::Player expected;
+    ASSERT_TRUE(JsonStringToMessage(before.str(), &expected).ok());
+    expected.clear_scores();
+    for (const int score : {10, 7, 20, 30}) {
+        expected.add_scores(score);
+    }
+    EXPECT_EQ(TextOf(outcome.out), expected.DebugString());
+}
+
+TEST(Embed, PrintsTheRecordThatApplyPrints) {
+    const Outcome embed = Embed("\"PUSH scores[1] = ?; POP items[*] WHERE state = ?\" 7 '\"OPEN\"'");
+    const Outcome apply =
+        RunCommand(OSTRANE_PROGRAM, "apply --proto " + kSchema + " --type demo.Player --in " + kRecord +
+                                        " \"PUSH scores[1] = 7; POP items[*] WHERE state = 'OPEN'\"");
+    EXPECT_EQ(embed.status, 0);
+    EXPECT_EQ(apply.status, 0) << apply.err;
+    EXPECT_THAT(embed.out, HasSubstr("Mara"));
+    EXPECT_EQ(embed.out, apply.out);
+}
+
+TEST(Embed, ReportsWhatGetSelects) {
+    const Outcome outcome = Embed("'GET items[*] WHERE qty < ?' 2");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.err,
+                HasSubstr("{\"sku\":\"c\",\"qty\":1,\"state\":\"OPEN\",\"origin\":{\"city\":\"Bergen\"}}"));
+}
+
+TEST(Embed, EveryFailureIsToldAndPrintsNoRecord) {
+    const struct {
+        const char* topic;
+        std::string arguments;
+        std::string error;
+    } rows[] = {
+        {"no arguments", "", "usage: embed"},
+        {"a schema that is not there", "nowhere.proto T r.json 'GET a'", "nowhere.proto"},
+        {"a type that is not there", kSchema + " demo.Plaier " + kRecord + " 'GET level'", "did you mean"},
+        {"a record that is not there", kSchema + " demo.Player nowhere.json 'GET level'",
+         "nowhere.json: cannot be read, or is empty\n"},
+        {"a folder in place of a record", kSchema + " demo.Player " OSTRANE_EXAMPLES " 'GET level'",
+         ": cannot be read, or is empty\n"},
+        {"a record of another kind", kSchema + " demo.Player " + kSchema + " 'GET level'", kSchema + ":1:1: "},
+        {"statements that do not compile", kSchema + " demo.Player " + kRecord + " 'PUSH scroes = 1'",
+         "error -4889 COMMON_ERR_INVALID_FIELD_NAME: demo.Player has no field 'scroes'\n"
+         "  PUSH scroes = 1\n"
+         "       ^\n"
+         "  hint: did you mean 'scores'?\n"},
+        {"a parameter that is no JSON", kSchema + " demo.Player " + kRecord + " 'PUSH scores = ?' seven", "seven: "},
+        {"a parameter that does not fit", kSchema + " demo.Player " + kRecord + " 'PUSH scores = ?' 4294967295",
+         "error -5145 COMMON_ERR_INVALID_EXPR_TYPE: parameter 1: 4294967295 does not fit demo.Player.scores"},
+    };
+    for (const auto& row : rows) {
+        const Outcome outcome = RunCommand(OSTRANE_EMBED, row.arguments);
+        EXPECT_EQ(outcome.status, 1) << row.topic;
+        EXPECT_EQ(outcome.out, "") << row.topic;
+        EXPECT_THAT(outcome.err, HasSubstr(row.error)) << row.topic;
+    }
+    const Outcome late = Embed("'CLEAR tags; PUSH scores[?] = 1' 9");
+    EXPECT_EQ(late.status, 1);
+    EXPECT_EQ(late.out, "");
+    EXPECT_THAT(late.err, HasSubstr("\"undone\":true"));
+    EXPECT_THAT(late.err,
+                HasSubstr("error -4633 COMMON_ERR_INVALID_ARRAY_INDEX: index 9 is beyond 3 elements of demo.Player"));
+}
+
+}  // namespace
