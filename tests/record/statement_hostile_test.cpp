@@ -5,6 +5,7 @@
 #include <string>
 
 #include "player_record.h"
+#include "record/codec.h"
 
 namespace {
 
@@ -81,6 +82,86 @@ TEST(HostileStatements, ARecordNestedThousandsDeep) {
     EXPECT_EQ(player.Run("SET scores = [1]; POP quests[0]; SET hits = hits"), COMMON_ERR_INVALID_EXPR_TYPE);
     EXPECT_EQ(player.Run("POP quests[0]"), 0);
     EXPECT_EQ(player.Show(), "");
+}
+
+// Every beginning of a record is either an error that says where, or a record that statements run on.
+TEST(HostileStatements, ARecordCutOffAnywhere) {
+    PlayerRecord whole(
+        "scores: [10, 20] items { sku: \"a\" qty: 3 } quests { name: \"q\" steps { name: \"s\" } } attrs { key: \"hp\" "
+        "value: 4 } Guild { title: \"g\" ranks: [8, 9] } laps: [1, 2] [demo.nickname]: \"M\"");
+    std::string bytes;
+    ASSERT_TRUE(whole.Message().SerializeToString(&bytes));
+    CodecOptions options;
+    options.partial = true;
+    int read = 0;
+    int refused = 0;
+    for (size_t size = 0; size < bytes.size(); ++size) {
+        PlayerRecord cut;
+        InputError error;
+        if (DecodeRecord(RecordFormat::Binary, bytes.data(), size, options, cut.Message(), error) != 0) {
+            EXPECT_EQ(error.code, GEN_ERR_ERR);
+            EXPECT_TRUE(error.hasOffset && error.offset <= size) << error.ToStr();
+            ++refused;
+            continue;
+        }
+        // A field that ends here was read whole: what was read is what stood there.
+        std::string again;
+        ASSERT_TRUE(cut.Message().SerializePartialToString(&again));
+        EXPECT_EQ(again, bytes.substr(0, size));
+        EXPECT_EQ(cut.Run("PUSH scores[0] = 1; POP scores[0]; PUSH quests FROM quests; GET items"), 0);
+        ++read;
+    }
+    EXPECT_EQ(read, 9);  // before and between the nine fields
+    EXPECT_EQ(static_cast<size_t>(read + refused), bytes.size());
+}
+
+TEST(HostileStatements, ParametersThatAreNoText) {
+    for (const char* bytes : {"\xff", "a\xc3", "\xed\xa0\x80", "\xf5\x80\x80\x80"}) {
+        StatementParameters parameters;
+        parameters.positional.push_back(ParameterValue::MakeString(bytes));
+        PlayerRecord player("tags: \"a\"");
+        for (const char* text : {"PUSH tags = ?", "SET tags[0] = ?", "SET mail_address = ?", "SET attrs[?] = 1",
+                                 "PUSH quests = {name: ?}", "SET flags[true] = ?"}) {
+            EXPECT_EQ(player.Run(text, parameters), COMMON_ERR_INVALID_EXPR_TYPE) << text;
+            EXPECT_NE(player.Result().error.message.find("UTF-8"), std::string::npos) << player.Result().error.message;
+        }
+        EXPECT_EQ(player.Show(), "tags: \"a\"");
+        // A bytes field takes any, and a comparison finds nothing.
+        parameters.positional[0] = ParameterValue::MakeBytes(bytes);
+        EXPECT_EQ(player.Run("PUSH keys = ?", parameters), 0);
+        EXPECT_EQ(player.Run("GET keys WHERE $ = ?", parameters), 0);
+        EXPECT_EQ(player.Result().Matched(), 1);
+    }
+}
+
+TEST(HostileStatements, MessagesCopiedIntoThemselves) {
+    const std::string before = "quests { name: \"a\" steps { name: \"b\" steps { name: \"c\" } } }";
+    const struct {
+        const char* topic;
+        const char* run;
+        const char* after;
+    } rows[] = {
+        {"a message over the one inside it", "SET quests[0].steps[0] FROM quests[0]",
+         "quests { name: \"a\" steps { name: \"a\" steps { name: \"b\" steps { name: \"c\" } } } }"},
+        {"a message over the one around it", "SET quests[0] FROM quests[0].steps[0]",
+         "quests { name: \"b\" steps { name: \"c\" } }"},
+        {"a message over itself", "SET quests[0] FROM quests[0]",
+         "quests { name: \"a\" steps { name: \"b\" steps { name: \"c\" } } }"},
+        {"an array over the one around it", "SET quests FROM quests[0].steps[0].steps", "quests { name: \"c\" }"},
+        {"into the array around it", "PUSH quests[0] FROM quests[0].steps[0].steps",
+         "quests { name: \"c\" } quests { name: \"a\" steps { name: \"b\" steps { name: \"c\" } } }"},
+        {"into its own array", "PUSH quests FROM quests",
+         "quests { name: \"a\" steps { name: \"b\" steps { name: \"c\" } } } "
+         "quests { name: \"a\" steps { name: \"b\" steps { name: \"c\" } } }"},
+        {"into the deepest message of itself", "PUSH quests[0].steps[0].steps[0].steps FROM quests[0].steps",
+         "quests { name: \"a\" steps { name: \"b\" steps { name: \"c\" "
+         "steps { name: \"b\" steps { name: \"c\" } } } } }"},
+    };
+    for (const auto& row : rows) {
+        PlayerRecord player(before);
+        EXPECT_EQ(player.Run(row.run), 0) << row.topic << ": " << player.Result().error.message;
+        EXPECT_EQ(player.Show(), row.after) << row.topic;
+    }
 }
 
 TEST(HostileStatements, ManyElementsInTheMiddle) {
