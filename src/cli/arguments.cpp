@@ -122,6 +122,8 @@ void AddRunOptions(CLI::App& app, Arguments& arguments) {
         ->type_name("NAMES")
         ->check(CLI::IsMember({"proto", "camel"}))
         ->default_str("proto");
+    app.add_flag("--positions", arguments.positions,
+                 "Put an element's position and a tab before it; of a stream, the record's number first");
 }
 
 void AddApply(CLI::App& app, Arguments& arguments, RawFormats& formats) {
@@ -147,8 +149,6 @@ void AddGet(CLI::App& app, Arguments& arguments, RawFormats& formats) {
     AddInputOptions(*get, arguments, formats);
     AddStatementOptions(*get, arguments, "STATEMENT");
     AddRunOptions(*get, arguments);
-    get->add_flag("--positions", arguments.positions,
-                  "Put the element's position and a tab before it; of a stream, the record's number first");
     get->footer(GET_FOOTER);
     get->callback([&arguments] { arguments.command = Command::Get; });
 }

@@ -50,6 +50,10 @@ int RecordLoop::TakeRecord() {
     }
     ExecutionResult result;
     status = m_session.Execute(result);
+    std::string bytes;
+    if (status == EXIT_DONE) {
+        status = EncodeChanged(result, bytes);
+    }
     const int reported = m_to.report->Add(m_session.Reader().Index(), result);
     if (reported != EXIT_DONE) {
         return reported;
@@ -62,7 +66,20 @@ int RecordLoop::TakeRecord() {
     if (m_to.elements != nullptr) {
         status = PrintElements(result);
     }
-    return status == EXIT_DONE ? WriteRecord() : status;
+    return status == EXIT_DONE && m_to.records != nullptr ? Write(*m_to.records, bytes) : status;
+}
+
+// The record as the statements left it. Where the output has no form for it they have been in vain, and it
+// is gone for every other use too.
+int RecordLoop::EncodeChanged(ExecutionResult& result, std::string& bytes) {
+    const int status = m_to.records == nullptr ? EXIT_DONE : Encode(bytes);
+    if (status != EXIT_DONE) {
+        m_isDecoded = false;
+        for (StatementResult& statement : result.statements) {
+            statement.undone = true;
+        }
+    }
+    return status;
 }
 
 // The reason has been told. With --keep-going the record goes on as it came.
@@ -118,17 +135,19 @@ int RecordLoop::PrintElements(const ExecutionResult& result) {
 }
 
 int RecordLoop::WriteRecord() {
-    if (m_to.records == nullptr) {
-        return EXIT_DONE;
-    }
-    InputError error;
     std::string bytes;
+    const int status = Encode(bytes);
+    return status == EXIT_DONE ? Write(*m_to.records, bytes) : status;
+}
+
+int RecordLoop::Encode(std::string& bytes) {
+    InputError error;
     if (OstraneRecord::EncodeRecord(m_arguments.outFormat, m_session.Message(), m_session.Codec(), bytes, error) != 0) {
         error.file = m_session.Reader().Place();
         PrintInputError(error);
         return EXIT_NOT_POSSIBLE;
     }
-    return Write(*m_to.records, bytes);
+    return EXIT_DONE;
 }
 
 int RecordLoop::Write(OutputFile& out, const std::string& bytes) {

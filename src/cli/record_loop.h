@@ -47,7 +47,9 @@ private:
     int FailRecord(int status);
     int PassThrough();
     int PrintElements(const OstraneRecord::ExecutionResult& result);
+    int EncodeChanged(OstraneRecord::ExecutionResult& result, std::string& bytes);
     int WriteRecord();
+    int Encode(std::string& bytes);
     int Write(OstraneRecord::OutputFile& out, const std::string& bytes);
     std::string PositionPrefix(const OstraneRecord::StatementResult& statement, size_t index) const;
 
@@ -56,7 +58,7 @@ private:
     Destinations m_to;
     Totals m_totals;
     bool m_hasStopped = false;
-    bool m_isDecoded = false;  // the current record, so that it can be written in another format
+    bool m_isDecoded = false;  // the current record, and as it came: it can be written in another format
     bool m_hasToldUnknown = false;
 };
 

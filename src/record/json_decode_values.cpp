@@ -58,6 +58,16 @@ std::string ShortenForError(const std::string& text) {
     return text.substr(0, end) + "..";
 }
 
+namespace {
+
+// What stood for a number; what only a text can hold stands in quotes.
+std::string ShowNumber(const std::string& text) {
+    const bool isPlain = !text.empty() && text.find_first_not_of("0123456789+-.eE") == std::string::npos;
+    return isPlain ? ShortenForError(text) : "'" + ShortenForError(text) + "'";
+}
+
+}  // namespace
+
 // The value at the cursor for a message; it is read only where it is short.
 std::string JsonDecoder::ShowValue() {
     std::string text;
@@ -116,7 +126,7 @@ bool JsonDecoder::ReadInteger(Message& parent, const FieldDescriptor* field, siz
             }
             if (!ParseInteger(text, number) || number < std::numeric_limits<int32_t>::min() ||
                 number > std::numeric_limits<int32_t>::max()) {
-                return Misfit(offset, field, "an int32", ShortenForError(text));
+                return Misfit(offset, field, "an int32", ShowNumber(text));
             }
             OSTRANE_STORE(Int32, static_cast<int32_t>(number));
             return true;
@@ -125,7 +135,7 @@ bool JsonDecoder::ReadInteger(Message& parent, const FieldDescriptor* field, siz
                 return false;
             }
             if (!ParseInteger(text, number)) {
-                return Misfit(offset, field, "an int64", ShortenForError(text));
+                return Misfit(offset, field, "an int64", ShowNumber(text));
             }
             OSTRANE_STORE(Int64, number);
             return true;
@@ -134,7 +144,7 @@ bool JsonDecoder::ReadInteger(Message& parent, const FieldDescriptor* field, siz
                 return false;
             }
             if (!ParseInteger(text, natural) || natural > std::numeric_limits<uint32_t>::max()) {
-                return Misfit(offset, field, "a uint32", ShortenForError(text));
+                return Misfit(offset, field, "a uint32", ShowNumber(text));
             }
             OSTRANE_STORE(UInt32, static_cast<uint32_t>(natural));
             return true;
@@ -145,7 +155,7 @@ bool JsonDecoder::ReadInteger(Message& parent, const FieldDescriptor* field, siz
         return false;
     }
     if (!ParseInteger(text, natural)) {
-        return Misfit(offset, field, "a uint64", ShortenForError(text));
+        return Misfit(offset, field, "a uint64", ShowNumber(text));
     }
     OSTRANE_STORE(UInt64, natural);
     return true;
@@ -161,7 +171,7 @@ bool JsonDecoder::ReadFloating(Message& parent, const FieldDescriptor* field, si
     float narrow = 0;
     double wide = 0;
     if (isFloat ? !ParseFloatingOrName(text, narrow) : !ParseFloatingOrName(text, wide)) {
-        return Misfit(offset, field, wanted, ShortenForError(text));
+        return Misfit(offset, field, wanted, ShowNumber(text));
     }
     if (isFloat) {
         OSTRANE_STORE(Float, narrow);

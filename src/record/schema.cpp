@@ -420,6 +420,10 @@ const Descriptor* Schema::FindType(const std::string& name, InputError& error) c
     if (type != nullptr && !type->options().map_entry()) {
         return type;
     }
+    if (m_pState != nullptr && m_pState->pool->FindEnumTypeByName(name) != nullptr) {
+        FailInput(error, COMMON_ERR_INVALID_FIELD_NAME, "'" + name + "' is an enum: a record has a message type");
+        return nullptr;
+    }
     FailInput(error, COMMON_ERR_INVALID_FIELD_NAME, "the schema has no message type '" + name + "'",
               DidYouMean(name, TypeNames()));
     return nullptr;

@@ -224,6 +224,11 @@ TEST(Options, Parameters) {
         {{"--param", "v"}, "PUSH scores = :v", 2, "ostrane: --param takes NAME=JSON, not 'v'\n"},
         {{"--param", "=1"}, "PUSH scores = :v", 2, "ostrane: --param takes NAME=JSON, not '=1'\n"},
         {{"--param", "v=ada"}, "SET name = :v", 2, "a text stands in double quotes\n"},
+        {{"--param", "v={}"}, "SET name = :v", 2, "ostrane: --param v: a parameter cannot be a JSON object\n"},
+        {{"--param", "v=18446744073709551616"},
+         "SET name = :v",
+         2,
+         "the integer 18446744073709551616 is beyond 64 bits\n"},
         {{"--param", "v=1", "--param", "v=2"}, "PUSH scores = :v", 2, "ostrane: --param v is given twice\n"},
         {{"--param", "2=1"}, "PUSH scores = ?", 2, "ostrane: --param 2 is given, but --param 1 is not\n"},
         {{"--param", "0=1"}, "PUSH scores = ?", 2, "ostrane: --param 0: parameters count from 1\n"},
@@ -350,6 +355,10 @@ TEST(Apply, ElementsGoToStdoutWhenTheRecordDoesNot) {
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.out, "10\n20\n\"ada\"\n");
     EXPECT_EQ(folder.Read("a.json"), "{\n  \"name\": \"ada\",\n  \"scores\": [30]\n}\n");
+    const Outcome placed = RunOstrane(
+        Player("apply", {"--in", in, "--out", folder.At("b.json"), "--positions", "PUSH scores = 8; TAKE scores[-1]"}));
+    EXPECT_EQ(placed.status, 0) << placed.err;
+    EXPECT_EQ(placed.out, "1\t8\n");
     const Outcome refused = RunOstrane(Player("apply", {"--in", in, "TAKE scores[0]"}));
     EXPECT_EQ(refused.status, 2);
     EXPECT_THAT(refused.err, StartsWith("ostrane: GET and TAKE print to stdout, where the record goes too: "));
@@ -705,6 +714,35 @@ TEST(KeepGoing, SoDoesOneThatCannotBeRead) {
         RunOstrane(Player("apply", {"--in", in, "--out", folder.At("b.delim"), "--keep-going", "SET level = 1"}));
     EXPECT_EQ(other.status, 2);
     EXPECT_FALSE(std::filesystem::exists(folder.At("b.delim")));
+}
+
+TEST(KeepGoing, SoDoesOneThatCannotBeWritten) {
+    TempFolder folder;
+    const std::string in = folder.Write("a.ndjson", "{\"name\":\"a\"}\n{ \"name\": \"b\", \"level\": 2 }\n");
+    const std::string report = folder.At("r.jsonl");
+    const std::string statements = "SET level = 3; GET level; SET guild.title = 'g'";
+    const Outcome outcome = RunOstrane(Player("apply", {"--in", in, "--out", folder.At("b.ndjson"), "--where",
+                                                        "level > 1", "--keep-going", "--report", report, statements}));
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(folder.Read("b.ndjson"), folder.Read("a.ndjson"));
+    EXPECT_EQ(Short(outcome.err, folder),
+              "error -5145 COMMON_ERR_INVALID_EXPR_TYPE: DIR/a.ndjson:2: the group demo.Player.guild has no form in "
+              "JSON\nrecords 2, matched 0, changed 0, failed 1\n");
+    std::istringstream lines(folder.Read("r.jsonl"));
+    size_t count = 0;
+    for (std::string line; std::getline(lines, line); ++count) {
+        EXPECT_EQ(nlohmann::json::parse(line)["undone"], true) << line;
+    }
+    EXPECT_EQ(count, 3U);
+    // In another format the record as it came is not at hand any more.
+    const Outcome other = RunOstrane(Player("apply", {"--in", in, "--in-format", "ndjson", "--out",
+                                                      folder.At("b.delim"), "--keep-going", "SET level = 3"}));
+    EXPECT_EQ(other.status, 0) << other.err;
+    const Outcome stopped = RunOstrane(Player("apply", {"--in", folder.At("b.delim"), "--out", folder.At("c.ndjson"),
+                                                        "--keep-going", "SET guild.title = 'g'"}));
+    EXPECT_EQ(stopped.status, 2);
+    EXPECT_FALSE(std::filesystem::exists(folder.At("c.ndjson")));
 }
 
 TEST(KeepGoing, ACutStreamEndsTheRunAllTheSame) {

@@ -207,6 +207,9 @@ TEST(SchemaErrors, UnknownTypeHintsAtTheNearest) {
     EXPECT_EQ(error.ToStr(), "the schema has no message type 'demo.Plyer'; did you mean 'demo.Player'?");
     EXPECT_EQ(schema.FindType("Player", error), nullptr);
     EXPECT_EQ(error.hint, "did you mean 'demo.Player'?");
+    EXPECT_EQ(schema.FindType("demo.Rank", error), nullptr);
+    EXPECT_EQ(error.code, -4889);
+    EXPECT_EQ(error.ToStr(), "'demo.Rank' is an enum: a record has a message type");
     EXPECT_EQ(schema.FindType("demo.Player.AttrsEntry", error), nullptr);
     EXPECT_EQ(schema.FindType("", error), nullptr);
 }
