@@ -124,22 +124,20 @@ ExprVariant VariantOf(const Value& value, const ValueType& type) {
 
 int BoundExpr::Bind(const Expr& expr, const ExprScope& scope, const ExprBindings& parameters, BoundExpr& out,
                     ExprError& error) {
-    BindSource source;
-    source.parameters = &parameters;
-    const auto program = std::make_shared<BoundProgram>();
-    const int ret = BindProgram(expr, scope, source, false, *program, error);
-    if (ret == 0) {
-        out.m_program = program;
-    }
-    return ret;
+    return BindAs(expr, scope, parameters, false, out, error);
 }
 
 int BoundExpr::BindCondition(const Expr& expr, const ExprScope& scope, const ExprBindings& parameters, BoundExpr& out,
                              ExprError& error) {
+    return BindAs(expr, scope, parameters, true, out, error);
+}
+
+int BoundExpr::BindAs(const Expr& expr, const ExprScope& scope, const ExprBindings& parameters, bool isCondition,
+                      BoundExpr& out, ExprError& error) {
     BindSource source;
     source.parameters = &parameters;
     const auto program = std::make_shared<BoundProgram>();
-    const int ret = BindProgram(expr, scope, source, true, *program, error);
+    const int ret = BindProgram(expr, scope, source, isCondition, *program, error);
     if (ret == 0) {
         out.m_program = program;
     }

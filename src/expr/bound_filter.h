@@ -130,6 +130,9 @@ public:
                     ExprError& error) const;
 
 private:
+    static int BindAs(const Expr& expr, const ExprScope& scope, const ExprBindings& parameters, bool isCondition,
+                      BoundExpr& out, ExprError& error);
+
     std::shared_ptr<const BoundProgram> m_program;
 };
 

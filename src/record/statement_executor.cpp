@@ -153,14 +153,7 @@ int StatementExecutor::RunGetElements(bool takes) {
     if (ret == 0) {
         ret = ElementsToJson();
     }
-    if (ret != 0 || !takes || m_result.positions.empty()) {
-        return ret;
-    }
-    Message* parent = Open(m_root, m_statement.path, m_parameters);
-    ret = RecordWriter(m_record).Remove(parent, m_statement.Field(), m_result.positions);
-    m_result.changed = m_result.matched;
-    m_result.sizeAfter = m_result.sizeBefore - static_cast<int32_t>(m_result.changed);
-    return ret == 0 ? 0 : FailOperation(ret);
+    return ret == 0 && takes ? RemoveSelected() : ret;
 }
 
 int StatementExecutor::RunPop() {
@@ -168,11 +161,15 @@ int StatementExecutor::RunPop() {
     if (ret == 0) {
         ret = Select(false);
     }
-    if (ret != 0 || m_result.positions.empty()) {
-        return ret;
+    return ret == 0 ? RemoveSelected() : ret;
+}
+
+int StatementExecutor::RemoveSelected() {
+    if (m_result.positions.empty()) {
+        return 0;
     }
     Message* parent = Open(m_root, m_statement.path, m_parameters);
-    ret = RecordWriter(m_record).Remove(parent, m_statement.Field(), m_result.positions);
+    const int ret = RecordWriter(m_record).Remove(parent, m_statement.Field(), m_result.positions);
     m_result.changed = m_result.matched;
     m_result.sizeAfter = m_result.sizeBefore - static_cast<int32_t>(m_result.changed);
     return ret == 0 ? 0 : FailOperation(ret);

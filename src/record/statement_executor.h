@@ -54,6 +54,7 @@ private:
     int Select(bool loneMustExist);
     int CheckStrict(bool isNothing);
     OstraneCommon::IndexRangeList Ranges() const;
+    int RemoveSelected();
     int ElementsToJson();
     int Calculate(const OstraneCommon::ExprRow& row, const google::protobuf::Message* base,
                   std::vector<FieldValue>& out);
