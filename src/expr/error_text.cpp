@@ -63,24 +63,9 @@ size_t LineEnd(const std::string& text, size_t offset) {
     return end > offset && text[end - 1] == '\r' ? end - 1 : end;
 }
 
-}  // namespace
-
-void LocateError(const std::string& text, ExprError& error) {
-    const size_t target = error.offset < text.size() ? error.offset : text.size();
-    error.line = 1;
-    error.column = 1;
-    const size_t begin = LineBegin(text, target);
-    for (size_t i = 0; i < begin; ++i) {
-        error.line += text[i] == '\n' ? 1 : 0;
-    }
-    for (size_t i = begin; i < target;) {
-        i += CodePointAt(text, i).length;
-        error.column += i <= target ? 1 : 0;
-    }
-}
-
-std::string ShowError(const std::string& text, const ExprError& error, const std::string& codeName) {
-    const size_t target = error.offset < text.size() ? error.offset : text.size();
+// The line of `text` that holds `offset`, and the caret below it.
+std::string MarkedLine(const std::string& text, size_t offset) {
+    const size_t target = offset < text.size() ? offset : text.size();
     const size_t begin = LineBegin(text, target);
     const size_t end = LineEnd(text, target);
 
@@ -114,12 +99,34 @@ std::string ShowError(const std::string& text, const ExprError& error, const std
     if (to < end) {
         line += ELLIPSIS;
     }
+    return "  " + line + "\n  " + caret + "^\n";
+}
 
+}  // namespace
+
+void LocateError(const std::string& text, ExprError& error) {
+    const size_t target = error.offset < text.size() ? error.offset : text.size();
+    error.line = 1;
+    error.column = 1;
+    const size_t begin = LineBegin(text, target);
+    for (size_t i = 0; i < begin; ++i) {
+        error.line += text[i] == '\n' ? 1 : 0;
+    }
+    for (size_t i = begin; i < target;) {
+        i += CodePointAt(text, i).length;
+        error.column += i <= target ? 1 : 0;
+    }
+}
+
+std::string ShowError(const std::string& text, const ExprError& error, const std::string& codeName) {
     std::string out = "error " + std::to_string(error.code) + " " + codeName + ": " + error.message;
-    if (text.find('\n') != std::string::npos && error.line > 0) {
+    if (error.line > 0 && text.find('\n') != std::string::npos) {
         out += " (line " + std::to_string(error.line) + ", column " + std::to_string(error.column) + ")";
     }
-    out += "\n  " + line + "\n  " + caret + "^\n";
+    out += "\n";
+    if (error.line > 0) {
+        out += MarkedLine(text, error.offset);
+    }
     if (!error.hint.empty()) {
         out += "  hint: " + error.hint + "\n";
     }

@@ -52,7 +52,8 @@ void LocateError(const std::string& text, ExprError& error);
 //                   ^
 //
 // Only what a terminal can show is in it: control bytes and what is not UTF-8 become replacement
-// characters, and a long line is cut around the caret. Ends with a line feed.
+// characters, and a long line is cut around the caret. An error whose line is 0 has no place and shows its
+// message and hint alone. Ends with a line feed.
 std::string ShowError(const std::string& text, const ExprError& error, const std::string& codeName);
 
 }  // namespace OstraneCommon

@@ -157,16 +157,8 @@ std::string ShowError(const StatementError& error, const std::string& statements
     shown.column = error.column;
     shown.message = error.message;
     shown.hint = error.hint;
-    std::string text;
-    if (error.line > 0) {
-        text = OstraneCommon::ShowError(statements, shown, CodeName(error.code));
-    } else {
-        text = "error " + std::to_string(error.code) + " " + CodeName(error.code) + ": " + error.message;
-        text += error.hint.empty() ? "" : "\nhint: " + error.hint;
-    }
-    while (!text.empty() && text.back() == '\n') {
-        text.pop_back();
-    }
+    std::string text = OstraneCommon::ShowError(statements, shown, CodeName(error.code));
+    text.pop_back();  // its final line feed
     return text;
 }
 

@@ -79,7 +79,7 @@ std::string ReportLine(int64_t record, const StatementError& error, const std::s
 //                 ^
 //     hint: ...
 //
-// `statements` is the text that was compiled. An error without a place shows its first line alone.
+// `statements` is the text that was compiled. An error without a place shows its message and hint alone.
 std::string ShowError(const StatementError& error, const std::string& statements);
 
 }  // namespace OstraneRecord

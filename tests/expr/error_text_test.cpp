@@ -72,6 +72,15 @@ TEST(ShowError, EndsWithTheHint) {
     EXPECT_EQ(Shown("a b", 2, "write c"), "  a b\n    ^\n  hint: write c\n");
 }
 
+TEST(ShowError, WithoutAPlaceShowsMessageAndHint) {
+    ExprError error;
+    error.code = -1;
+    error.message = "m";
+    EXPECT_EQ(ShowError("GET a;\nGET b", error, "N"), "error -1 N: m\n");
+    error.hint = "write c";
+    EXPECT_EQ(ShowError("GET a;\nGET b", error, "N"), "error -1 N: m\n  hint: write c\n");
+}
+
 TEST(ShowError, NamesTheLineOfALongerText) {
     ExprError error;
     error.code = -1;
