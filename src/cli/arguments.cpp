@@ -4,7 +4,7 @@
 #include <map>
 #include <sstream>
 
-#include "record/nearest_name.h"
+#include "expr/name_hint.h"
 #include "terminal.h"
 
 namespace OstraneCli {
@@ -166,7 +166,7 @@ bool ReadFormat(const char* option, const std::string& name, RecordFormat& forma
     if (OstraneRecord::FormatOfName(name, format)) {
         return true;
     }
-    const std::string hint = OstraneRecord::DidYouMean(name, {"json", "ndjson", "text", "binary", "delimited"});
+    const std::string hint = OstraneCommon::NameHint(name, {"json", "ndjson", "text", "binary", "delimited"});
     return FailUsage(
         std::string(option) + " takes " + FORMATS_HELP + ", not '" + name + "'" + (hint.empty() ? "" : "; " + hint),
         exitStatus);
@@ -255,7 +255,7 @@ bool FailParse(const CLI::App& app, const CLI::ParseError& error, int& exitStatu
         if (chosen.empty()) {
             known = {"apply", "get", "explain", "codes"};
         }
-        const std::string hint = OstraneRecord::DidYouMean(rest.front(), known);
+        const std::string hint = OstraneCommon::NameHint(rest.front(), known);
         message = "'" + rest.front() + "' was not expected" + (hint.empty() ? "" : "; " + hint);
     }
     if (chosen.empty() && rest.empty()) {

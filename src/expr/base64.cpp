@@ -7,6 +7,8 @@
 namespace OstraneCommon {
 namespace {
 
+constexpr char ALPHABET[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
 int SixBits(char c) {
     if (c >= 'A' && c <= 'Z') {
         return c - 'A';
@@ -24,6 +26,24 @@ int SixBits(char c) {
 }
 
 }  // namespace
+
+void AppendBase64(const std::string& bytes, std::string& out) {
+    uint32_t bits = 0;
+    unsigned bitCount = 0;
+    for (const char c : bytes) {
+        bits = (bits << 8) | static_cast<unsigned char>(c);
+        bitCount += 8;
+        while (bitCount >= 6) {
+            bitCount -= 6;
+            out += ALPHABET[(bits >> bitCount) & 0x3F];
+        }
+    }
+    if (bitCount == 0) {
+        return;
+    }
+    out += ALPHABET[(bits << (6 - bitCount)) & 0x3F];
+    out += bitCount == 2 ? "==" : "=";
+}
 
 bool DecodeBase64(const std::string& text, std::string& bytes) {
     size_t size = text.size();

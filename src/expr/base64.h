@@ -6,6 +6,9 @@
 
 namespace OstraneCommon {
 
+// Appends the bytes in the usual alphabet, padded.
+void AppendBase64(const std::string& bytes, std::string& out);
+
 // Decodes base64 in its usual or its URL alphabet, with or without padding (RFC 4648). False, and `bytes`
 // untouched, for anything else.
 bool DecodeBase64(const std::string& text, std::string& bytes);

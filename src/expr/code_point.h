@@ -21,6 +21,12 @@ inline CodePoint CodePointAt(const std::string& text, size_t offset) {
     return CodePointAt(text.data(), text.size(), offset);
 }
 
+// The number of leading bytes that are UTF-8: `size` when all are.
+size_t ValidUtf8Prefix(const char* text, size_t size);
+inline bool IsUtf8(const std::string& text) {
+    return ValidUtf8Prefix(text.data(), text.size()) == text.size();
+}
+
 // Appends the UTF-8 bytes of `value`, which is a code point and no surrogate.
 void AppendCodePoint(uint32_t value, std::string& out);
 

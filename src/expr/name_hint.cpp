@@ -4,72 +4,93 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <vector>
 
 namespace OstraneCommon {
 namespace {
 
-// Longer texts are no misspelt names, and comparing them would cost their product.
-constexpr size_t MAX_NAME = 64;
+// A longer name is no typing mistake but something pasted in; comparing it would cost its length squared.
+constexpr size_t MAX_COMPARED_LENGTH = 256;
 
-// How many letters must be changed, added or dropped (Levenshtein 1966); letters differ by more than case.
-size_t EditDistance(const std::string& a, const std::string& b) {
-    std::vector<size_t> row(b.size() + 1);
-    for (size_t j = 0; j <= b.size(); ++j) {
-        row[j] = j;
-    }
-    for (size_t i = 1; i <= a.size(); ++i) {
-        size_t diagonal = row[0];
-        row[0] = i;
-        for (size_t j = 1; j <= b.size(); ++j) {
-            const bool isSame = (a[i - 1] | 0x20) == (b[j - 1] | 0x20);
-            const size_t changed = diagonal + (isSame ? 0 : 1);
-            diagonal = row[j];
-            row[j] = std::min(changed, std::min(row[j], row[j - 1]) + 1);
-        }
-    }
-    return row[b.size()];
+std::string LowerCase(const std::string& text) {
+    std::string lower = text;
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return lower;
 }
 
-class Nearest {
-public:
-    explicit Nearest(const std::string& name) : m_name(name), m_distance(name.size() / 3 + 2) {}
-
-    void Offer(const std::string& candidate) {
-        if (m_name.size() > MAX_NAME || candidate.size() > MAX_NAME) {
-            return;
-        }
-        const size_t distance = EditDistance(m_name, candidate);
-        if (distance < m_distance && distance < candidate.size()) {
-            m_distance = distance;
-            m_best = candidate;
-        }
+// Insertions, removals, replacements and exchanges of neighbours that turn `from` into `to`:
+// the optimal string alignment distance, three rows at a time.
+size_t EditDistance(const std::string& from, const std::string& to) {
+    std::vector<size_t> beforeLast(to.size() + 1);
+    std::vector<size_t> last(to.size() + 1);
+    std::vector<size_t> row(to.size() + 1);
+    for (size_t j = 0; j <= to.size(); ++j) {
+        last[j] = j;
     }
-
-    std::string Hint() const { return m_best.empty() ? std::string() : "did you mean " + m_best + "?"; }
-
-private:
-    const std::string& m_name;
-    size_t m_distance;
-    std::string m_best;
-};
+    for (size_t i = 1; i <= from.size(); ++i) {
+        row[0] = i;
+        for (size_t j = 1; j <= to.size(); ++j) {
+            const size_t replaced = last[j - 1] + (from[i - 1] == to[j - 1] ? 0 : 1);
+            row[j] = std::min({replaced, last[j] + 1, row[j - 1] + 1});
+            if (i > 1 && j > 1 && from[i - 1] == to[j - 2] && from[i - 2] == to[j - 1]) {
+                row[j] = std::min(row[j], beforeLast[j - 2] + 1);
+            }
+        }
+        beforeLast.swap(last);
+        last.swap(row);
+    }
+    return last[to.size()];
+}
 
 }  // namespace
 
-std::string FieldHint(const google::protobuf::Descriptor* descriptor, const std::string& name) {
-    Nearest nearest(name);
-    for (int i = 0; i < descriptor->field_count(); ++i) {
-        nearest.Offer(std::string(descriptor->field(i)->name()));
+std::string NearestName(const std::string& name, const std::vector<std::string>& candidates) {
+    if (name.empty() || name.size() > MAX_COMPARED_LENGTH) {
+        return std::string();
     }
-    return nearest.Hint();
+    const std::string wanted = LowerCase(name);
+    std::string nearest;
+    size_t nearestDistance = std::max<size_t>(1, wanted.size() / 3) + 1;
+    const auto offer = [&](const std::string& compared, const std::string& candidate) {
+        const size_t distance = EditDistance(wanted, compared);
+        if (distance < nearestDistance && distance < compared.size()) {
+            nearestDistance = distance;
+            nearest = candidate;
+        }
+    };
+    for (const std::string& candidate : candidates) {
+        if (candidate.size() > MAX_COMPARED_LENGTH) {
+            continue;
+        }
+        const std::string lower = LowerCase(candidate);
+        offer(lower, candidate);
+        const size_t lastDot = lower.rfind('.');
+        if (lastDot != std::string::npos && wanted.find('.') == std::string::npos) {
+            offer(lower.substr(lastDot + 1), candidate);
+        }
+    }
+    return nearest;
 }
 
-std::string EnumValueHint(const google::protobuf::EnumDescriptor* descriptor, const std::string& name) {
-    Nearest nearest(name);
-    for (int i = 0; i < descriptor->value_count(); ++i) {
-        nearest.Offer(std::string(descriptor->value(i)->name()));
+std::string NameHint(const std::string& name, const std::vector<std::string>& candidates) {
+    const std::string nearest = NearestName(name, candidates);
+    return nearest.empty() ? nearest : "did you mean '" + nearest + "'?";
+}
+
+std::string FieldHint(const google::protobuf::Descriptor* type, const std::string& name) {
+    std::vector<std::string> names;
+    for (int i = 0; i < type->field_count(); ++i) {
+        names.emplace_back(type->field(i)->name());
     }
-    return nearest.Hint();
+    return NameHint(name, names);
+}
+
+std::string EnumValueHint(const google::protobuf::EnumDescriptor* type, const std::string& name) {
+    std::vector<std::string> names;
+    for (int i = 0; i < type->value_count(); ++i) {
+        names.emplace_back(type->value(i)->name());
+    }
+    return NameHint(name, names);
 }
 
 }  // namespace OstraneCommon

@@ -1,8 +1,13 @@
-// What a misspelt name was perhaps meant to be.
+// The known name that a misspelt one most likely meant.
+//
+//   NearestName("scroes", {"scores", "name"})   ->  "scores"
+//   NearestName("Player", {"demo.Player"})      ->  "demo.Player"
+//   NearestName("zzz", {"scores", "name"})      ->  ""
 #ifndef OSTRANE_EXPR_NAME_HINT_H_
 #define OSTRANE_EXPR_NAME_HINT_H_
 
 #include <string>
+#include <vector>
 
 namespace google {
 namespace protobuf {
@@ -13,9 +18,15 @@ class EnumDescriptor;
 
 namespace OstraneCommon {
 
-// "did you mean qty?", or nothing when no name is near.
-std::string FieldHint(const google::protobuf::Descriptor* descriptor, const std::string& name);
-std::string EnumValueHint(const google::protobuf::EnumDescriptor* descriptor, const std::string& name);
+// Case is ignored, and a name given without its package or parent finds the whole one. A distance of more
+// than a third of the name's length, but at least one letter, is no likeness, nor is it where every letter
+// differs. Of equally near names the first wins. Empty when none is near.
+std::string NearestName(const std::string& name, const std::vector<std::string>& candidates);
+
+// "did you mean 'scores'?", or empty: of any names, of a message type's fields, of an enum's values.
+std::string NameHint(const std::string& name, const std::vector<std::string>& candidates);
+std::string FieldHint(const google::protobuf::Descriptor* type, const std::string& name);
+std::string EnumValueHint(const google::protobuf::EnumDescriptor* type, const std::string& name);
 
 }  // namespace OstraneCommon
 

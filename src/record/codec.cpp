@@ -14,10 +14,10 @@
 #include <vector>
 
 #include "common/err_code.h"
+#include "expr/code_point.h"
 #include "record/json_decode.h"
 #include "record/json_encode.h"
 #include "record/protobuf_compat.h"
-#include "record/utf8.h"
 #include "record/wire_check.h"
 
 namespace OstraneRecord {
@@ -128,7 +128,7 @@ bool EncodeText(const Message& message, std::string& bytes) {
     if (!printer.PrintToString(message, &bytes)) {
         return false;
     }
-    if (IsUtf8(bytes)) {
+    if (OstraneCommon::IsUtf8(bytes)) {
         return true;
     }
     printer.SetUseUtf8StringEscaping(false);

@@ -2,11 +2,10 @@
 
 #include <cmath>
 #include <limits>
-#include <vector>
 
 #include "common/err_code.h"
-#include "record/nearest_name.h"
-#include "record/utf8.h"
+#include "expr/code_point.h"
+#include "expr/name_hint.h"
 
 namespace OstraneRecord {
 namespace {
@@ -141,12 +140,8 @@ int ConvertEnum(const ExprVariant& value, const FieldDescriptor* field, bool isE
     }
     const EnumValueDescriptor* found = type->FindValueByName(value.m_str);
     if (found == nullptr) {
-        std::vector<std::string> names;
-        for (int i = 0; i < type->value_count(); ++i) {
-            names.emplace_back(type->value(i)->name());
-        }
         misfit.message = ShowValue(value) + " is no value of " + std::string(type->full_name());
-        misfit.hint = DidYouMean(value.m_str, names);
+        misfit.hint = OstraneCommon::EnumValueHint(type, value.m_str);
         return OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE;
     }
     out.bits = static_cast<uint64_t>(static_cast<int64_t>(found->number()));
@@ -162,7 +157,7 @@ int ConvertText(const ExprVariant& value, const FieldDescriptor* field, FieldVal
         if (isBytes) {
             return NoFit(value, field, misfit, "x'..' is for bytes fields, text stands in '..'");
         }
-        if (!IsUtf8(value.m_str)) {
+        if (!OstraneCommon::IsUtf8(value.m_str)) {
             misfit.message =
                 "text that is not UTF-8 does not fit " + std::string(field->full_name()) + ", " + KindOf(field);
             misfit.hint.clear();

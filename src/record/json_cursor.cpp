@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "record/utf8.h"
+#include "expr/code_point.h"
 
 namespace OstraneRecord {
 
@@ -69,14 +69,14 @@ std::string JsonCursor::Describe() const {
     if (m_pos >= m_size) {
         return "the end of the text";
     }
-    const size_t length = Utf8SequenceLength(m_text + m_pos, m_size - m_pos);
-    if (length == 0) {
+    const OstraneCommon::CodePoint point = OstraneCommon::CodePointAt(m_text, m_size, m_pos);
+    if (!point.isValid) {
         return "a byte that is not UTF-8";
     }
     if (static_cast<unsigned char>(m_text[m_pos]) < 0x20) {
         return "a control character";
     }
-    return "'" + std::string(m_text + m_pos, length) + "'";
+    return "'" + std::string(m_text + m_pos, point.length) + "'";
 }
 
 bool JsonCursor::EnterNested(char open) {
@@ -209,7 +209,7 @@ bool JsonCursor::ReadEscape(std::string& value) {
         return FailAt(start, "a low surrogate without a high one before it");
     }
     if (unit < 0xD800 || unit > 0xDBFF) {
-        AppendUtf8(unit, value);
+        OstraneCommon::AppendCodePoint(unit, value);
         return true;
     }
     if (m_size - m_pos < 2 || m_text[m_pos] != '\\' || m_text[m_pos + 1] != 'u') {
@@ -223,7 +223,7 @@ bool JsonCursor::ReadEscape(std::string& value) {
     if (low < 0xDC00 || low > 0xDFFF) {
         return FailAt(start, "a high surrogate without a low one behind it");
     }
-    AppendUtf8(0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00), value);
+    OstraneCommon::AppendCodePoint(0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00), value);
     return true;
 }
 
@@ -244,7 +244,7 @@ bool JsonCursor::ReadString(std::string& value) {
                static_cast<unsigned char>(m_text[m_pos]) >= 0x20) {
             ++m_pos;
         }
-        const size_t validLength = Utf8ValidPrefix(m_text + runStart, m_pos - runStart);
+        const size_t validLength = OstraneCommon::ValidUtf8Prefix(m_text + runStart, m_pos - runStart);
         if (validLength != m_pos - runStart) {
             return FailAt(runStart + validLength, "the string is not UTF-8");
         }

@@ -14,13 +14,12 @@
 #include <memory>
 #include <string>
 #include <unordered_set>
-#include <vector>
 
 #include "common/err_code.h"
+#include "expr/name_hint.h"
 #include "record/json_decoder.h"
 #include "record/json_text.h"
 #include "record/json_well_known.h"
-#include "record/nearest_name.h"
 #include "record/protobuf_compat.h"
 
 namespace OstraneRecord {
@@ -46,11 +45,7 @@ const FieldDescriptor* JsonDecoder::FindField(const Descriptor* type, const std:
     }
     const std::string typeName(type->full_name());
     if (field == nullptr) {
-        std::vector<std::string> known;
-        for (int i = 0; i < type->field_count(); ++i) {
-            known.emplace_back(type->field(i)->name());
-        }
-        m_hint = DidYouMean(name, known);
+        m_hint = OstraneCommon::FieldHint(type, name);
         m_cursor.FailAt(offset, typeName + " has no field '" + ShortenForError(name) + "'");
         return nullptr;
     }

@@ -5,11 +5,11 @@
 #include <cstdint>
 #include <limits>
 #include <string>
-#include <vector>
 
+#include "expr/base64.h"
+#include "expr/name_hint.h"
 #include "record/json_decoder.h"
 #include "record/json_text.h"
-#include "record/nearest_name.h"
 #include "record/protobuf_compat.h"
 
 namespace OstraneRecord {
@@ -203,7 +203,7 @@ bool JsonDecoder::ReadText(Message& parent, const FieldDescriptor* field, size_t
         return false;
     }
     std::string bytes;
-    if (isBytes && !ParseBase64(text, bytes)) {
+    if (isBytes && !OstraneCommon::DecodeBase64(text, bytes)) {
         return Misfit(offset, field, "bytes as base64 text", "'" + ShortenForError(text) + "'");
     }
     OSTRANE_STORE(String, isBytes ? bytes : text);
@@ -225,11 +225,7 @@ bool JsonDecoder::ReadEnum(Message& parent, const FieldDescriptor* field, size_t
         }
         const google::protobuf::EnumValueDescriptor* const value = type->FindValueByName(text);
         if (value == nullptr) {
-            std::vector<std::string> known;
-            for (int i = 0; i < type->value_count(); ++i) {
-                known.emplace_back(type->value(i)->name());
-            }
-            m_hint = DidYouMean(text, known);
+            m_hint = OstraneCommon::EnumValueHint(type, text);
             return FailField(offset, field, "the enum " + typeName + " has no value '" + ShortenForError(text) + "'");
         }
         OSTRANE_STORE(EnumValue, value->number());

@@ -18,9 +18,10 @@
 #include <vector>
 
 #include "common/err_code.h"
+#include "expr/base64.h"
+#include "expr/code_point.h"
 #include "record/json_text.h"
 #include "record/json_well_known.h"
-#include "record/utf8.h"
 
 namespace OstraneRecord {
 
@@ -304,11 +305,11 @@ bool JsonEncoder::WriteValue(const Message& parent, const FieldDescriptor* field
 bool JsonEncoder::WriteString(const FieldDescriptor* field, const std::string& text) {
     if (field->type() == FieldDescriptor::TYPE_BYTES) {
         m_out += '"';
-        AppendBase64(text, m_out);
+        OstraneCommon::AppendBase64(text, m_out);
         m_out += '"';
         return true;
     }
-    if (!IsUtf8(text)) {
+    if (!OstraneCommon::IsUtf8(text)) {
         const std::string name(field->full_name());
         return Fail(name, "the text of " + name + " is not UTF-8, which JSON cannot carry");
     }
@@ -390,7 +391,7 @@ bool JsonEncoder::WriteWellKnown(WellKnown kind, const Message& message) {
     if (!WellKnownToText(kind, message, text, reason)) {
         return Fail(type, type + " holds " + reason);
     }
-    if (!IsUtf8(text)) {
+    if (!OstraneCommon::IsUtf8(text)) {
         return Fail(type, "the text of " + type + " is not UTF-8, which JSON cannot carry");
     }
     AppendJsonString(text, m_out);

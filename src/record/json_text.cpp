@@ -2,15 +2,12 @@
 
 #include <charconv>
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <system_error>
 
 namespace OstraneRecord {
 
 namespace {
-
-constexpr char BASE64_ALPHABET[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 template <typename T>
 void AppendFloating(T value, std::string& out) {
@@ -152,17 +149,6 @@ bool ParseFloatingAs(const std::string& text, T& value) {
     return true;
 }
 
-int Base64Value(char c) {
-    if (c == '-') {
-        return 62;
-    }
-    if (c == '_') {
-        return 63;
-    }
-    const char* const found = c == '\0' ? nullptr : std::strchr(BASE64_ALPHABET, c);
-    return found == nullptr ? -1 : static_cast<int>(found - BASE64_ALPHABET);
-}
-
 }  // namespace
 
 void AppendJsonString(const std::string& text, std::string& out) {
@@ -215,51 +201,6 @@ void AppendJsonNumber(double value, std::string& out) {
 
 void AppendJsonNumber(float value, std::string& out) {
     AppendFloating(value, out);
-}
-
-void AppendBase64(const std::string& bytes, std::string& out) {
-    uint32_t bits = 0;
-    unsigned bitCount = 0;
-    for (const char c : bytes) {
-        bits = (bits << 8) | static_cast<unsigned char>(c);
-        bitCount += 8;
-        while (bitCount >= 6) {
-            bitCount -= 6;
-            out += BASE64_ALPHABET[(bits >> bitCount) & 0x3F];
-        }
-    }
-    if (bitCount == 0) {
-        return;
-    }
-    out += BASE64_ALPHABET[(bits << (6 - bitCount)) & 0x3F];
-    out += bitCount == 2 ? "==" : "=";
-}
-
-bool ParseBase64(const std::string& text, std::string& bytes) {
-    size_t size = text.size();
-    while (size > 0 && text[size - 1] == '=' && text.size() - size < 2) {
-        --size;
-    }
-    if (size % 4 == 1 || (size != text.size() && text.size() % 4 != 0)) {
-        return false;
-    }
-    std::string parsed;
-    uint32_t bits = 0;
-    unsigned bitCount = 0;
-    for (size_t i = 0; i < size; ++i) {
-        const int value = Base64Value(text[i]);
-        if (value < 0) {
-            return false;
-        }
-        bits = (bits << 6) | static_cast<uint32_t>(value);
-        bitCount += 6;
-        if (bitCount >= 8) {
-            bitCount -= 8;
-            parsed += static_cast<char>((bits >> bitCount) & 0xFF);
-        }
-    }
-    bytes = std::move(parsed);
-    return true;
 }
 
 bool ParseInteger(const std::string& text, int64_t& value) {

@@ -1,4 +1,4 @@
-// How single values look in JSON: strings, numbers, bytes.
+// How single values look in JSON: strings and numbers.
 #ifndef OSTRANE_RECORD_JSON_TEXT_H_
 #define OSTRANE_RECORD_JSON_TEXT_H_
 
@@ -13,11 +13,6 @@ void AppendJsonString(const std::string& text, std::string& out);
 // Appends the shortest text that reads back as the same number; "NaN", "Infinity" and "-Infinity" in quotes.
 void AppendJsonNumber(double value, std::string& out);
 void AppendJsonNumber(float value, std::string& out);
-
-// Appends the bytes as padded base64, without quotes.
-void AppendBase64(const std::string& bytes, std::string& out);
-// Reads base64 in the standard or the URL-safe alphabet, padded or not. False for anything else.
-bool ParseBase64(const std::string& text, std::string& bytes);
 
 // Reads a number text, such as 7, -1, 1e2 or 2.0, exactly. False when it is no number, not integral, or
 // does not fit.

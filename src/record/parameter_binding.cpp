@@ -4,8 +4,8 @@
 #include <set>
 #include <utility>
 
-#include "record/json_text.h"
-#include "record/nearest_name.h"
+#include "expr/base64.h"
+#include "expr/name_hint.h"
 #include "record/plan_expr.h"
 #include "record/statement_compiler.h"
 
@@ -119,7 +119,7 @@ int Binder::Convert(const ParameterUse& use, const ParameterValue& value, FieldV
     if (value.kind == ParameterValue::Kind::Base64 && use.field->type() == FieldDescriptor::TYPE_BYTES) {
         literal.m_type = OstraneCommon::EXPR_BYTES;
         literal.m_str.clear();
-        if (!ParseBase64(value.text, literal.m_str)) {
+        if (!OstraneCommon::DecodeBase64(value.text, literal.m_str)) {
             return FailUse(use, "bytes are written in base64");
         }
     }
@@ -192,7 +192,8 @@ int Binder::CheckAllUsed() {
     for (const auto& named : m_parameters.named) {
         if (std::find(names.begin(), names.end(), named.first) == names.end()) {
             return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, Place(),
-                        "the statements have no parameter :" + named.first, DidYouMean(named.first, names));
+                        "the statements have no parameter :" + named.first,
+                        OstraneCommon::NameHint(named.first, names));
         }
     }
     const size_t count = static_cast<size_t>(m_compiled.list.parameterCount);
@@ -239,7 +240,7 @@ bool ToOperand(const ParameterValue& value, bool isBytes, ExprVariant& out) {
     }
     out.m_type = OstraneCommon::EXPR_BYTES;
     out.m_str.clear();
-    return ParseBase64(value.text, out.m_str);
+    return OstraneCommon::DecodeBase64(value.text, out.m_str);
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <set>
 #include <utility>
 
-#include "record/nearest_name.h"
+#include "expr/name_hint.h"
 
 namespace OstraneRecord {
 namespace {
@@ -263,12 +263,9 @@ int FindField(const Descriptor* type, const std::string& name, bool isExtension,
     if (out != nullptr) {
         return 0;
     }
-    std::vector<std::string> names;
-    for (int i = 0; i < type->field_count(); ++i) {
-        names.emplace_back(type->field(i)->name());
-    }
     return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, place,
-                std::string(type->full_name()) + " has no field '" + CutName(name) + "'", DidYouMean(name, names));
+                std::string(type->full_name()) + " has no field '" + CutName(name) + "'",
+                OstraneCommon::FieldHint(type, name));
 }
 
 int ResolveKey(Expr* key, const FieldDescriptor* map, CompiledStatements& compiled, int statement, const Place& place,

@@ -27,9 +27,9 @@
 #include <utility>
 
 #include "common/err_code.h"
+#include "expr/name_hint.h"
 #include "record/codec.h"
 #include "record/file_bytes.h"
-#include "record/nearest_name.h"
 
 namespace OstraneRecord {
 
@@ -425,7 +425,7 @@ const Descriptor* Schema::FindType(const std::string& name, InputError& error) c
         return nullptr;
     }
     FailInput(error, COMMON_ERR_INVALID_FIELD_NAME, "the schema has no message type '" + name + "'",
-              DidYouMean(name, TypeNames()));
+              OstraneCommon::NameHint(name, TypeNames()));
     return nullptr;
 }
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "common/err_code.h"
-#include "record/utf8.h"
+#include "expr/code_point.h"
 
 namespace OstraneRecord {
 
@@ -89,7 +89,7 @@ bool WireWalker::WalkBytes(size_t& pos, size_t end, const FieldDescriptor* field
         return WalkMessage(inner, pos, field->message_type(), 0, nesting + 1);
     }
     if (field->type() == FieldDescriptor::TYPE_STRING) {
-        const size_t valid = Utf8ValidPrefix(m_bytes + start, pos - start);
+        const size_t valid = OstraneCommon::ValidUtf8Prefix(m_bytes + start, pos - start);
         return valid == pos - start || Fail(start + valid, "the text of " + name + " is not UTF-8");
     }
     return true;

@@ -333,8 +333,8 @@ TEST(Evaluate, HintsAtTheNearestName) {
     filters::Element element;
     ExprScope scope;
     scope.element = element.GetDescriptor();
-    EXPECT_EQ(Calculate("plce = 1", scope, {}).error.hint, "did you mean place?");
-    EXPECT_EQ(Calculate("state = 'OPNE'", scope, {}).error.hint, "did you mean OPEN?");
+    EXPECT_EQ(Calculate("plce = 1", scope, {}).error.hint, "did you mean 'place'?");
+    EXPECT_EQ(Calculate("state = 'OPNE'", scope, {}).error.hint, "did you mean 'OPEN'?");
     EXPECT_EQ(Calculate("zzzzzzzz = 1", scope, {}).error.hint, "");
 }
 

@@ -10,10 +10,10 @@
 #include <memory>
 #include <string>
 
+#include "expr/base64.h"
+#include "expr/code_point.h"
 #include "record/json_encode.h"
-#include "record/json_text.h"
 #include "record/schema.h"
-#include "record/utf8.h"
 
 namespace {
 
@@ -582,30 +582,46 @@ TEST(Formats, AreKnownByNameAndEnding) {
 TEST(Utf8, ExhaustsTheCodePoints) {
     for (uint32_t codePoint = 0; codePoint < 0x110000; ++codePoint) {
         std::string text;
-        OstraneRecord::AppendUtf8(codePoint, text);
+        OstraneCommon::AppendCodePoint(codePoint, text);
         const bool isSurrogate = codePoint >= 0xD800 && codePoint <= 0xDFFF;
-        ASSERT_EQ(OstraneRecord::IsUtf8(text), !isSurrogate) << codePoint;
-        ASSERT_TRUE(isSurrogate || OstraneRecord::Utf8SequenceLength(text.data(), text.size()) == text.size());
-        ASSERT_FALSE(text.size() > 1 && OstraneRecord::IsUtf8(text.substr(0, text.size() - 1))) << codePoint;
+        ASSERT_EQ(OstraneCommon::IsUtf8(text), !isSurrogate) << codePoint;
+        ASSERT_TRUE(isSurrogate || OstraneCommon::CodePointAt(text, 0).length == text.size());
+        ASSERT_FALSE(text.size() > 1 && OstraneCommon::IsUtf8(text.substr(0, text.size() - 1))) << codePoint;
     }
     for (const char* bad : {"\xc0\x80", "\xc1\xbf", "\xe0\x80\x80", "\xf0\x80\x80\x80", "\xf4\x90\x80\x80", "\x80",
                             "\xf5\x80\x80\x80", "12345678\xff", "a\xe2\x82"}) {
-        EXPECT_FALSE(OstraneRecord::IsUtf8(bad)) << bad;
+        EXPECT_FALSE(OstraneCommon::IsUtf8(bad)) << bad;
     }
-    EXPECT_EQ(OstraneRecord::Utf8ValidPrefix("12345678ab\xff", 11), 10U);
+    EXPECT_EQ(OstraneCommon::ValidUtf8Prefix("12345678ab\xff", 11), 10U);
 }
 
 TEST(Base64, EveryLengthGoesBothWays) {
     std::string bytes;
     for (int i = 0; i < 300; ++i) {
         std::string text;
-        OstraneRecord::AppendBase64(bytes, text);
+        OstraneCommon::AppendBase64(bytes, text);
         EXPECT_EQ(text.size(), (bytes.size() + 2) / 3 * 4);
         std::string back;
-        EXPECT_TRUE(OstraneRecord::ParseBase64(text, back));
+        EXPECT_TRUE(OstraneCommon::DecodeBase64(text, back));
         EXPECT_EQ(back, bytes);
         bytes += static_cast<char>(i * 7);
     }
+}
+
+TEST(Base64, ReadsBothAlphabetsAndNothingElse) {
+    std::string bytes;
+    for (const char* text : {"+/+/", "-_-_", "-/+_"}) {
+        EXPECT_TRUE(OstraneCommon::DecodeBase64(text, bytes)) << text;
+        EXPECT_EQ(bytes, "\xFB\xFF\xBF") << text;
+    }
+    for (const char* text : {"YQ==", "YQ"}) {
+        EXPECT_TRUE(OstraneCommon::DecodeBase64(text, bytes)) << text;
+        EXPECT_EQ(bytes, "a") << text;
+    }
+    for (const char* text : {"A", "A===", "====", "=", "YQ=", "YWI==", "YQ==YQ==", "Y Q=", "YQ\n", "YQ==="}) {
+        EXPECT_FALSE(OstraneCommon::DecodeBase64(text, bytes)) << text;
+    }
+    EXPECT_EQ(bytes, "a");
 }
 
 }  // namespace

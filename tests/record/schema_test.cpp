@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "record/nearest_name.h"
+#include "expr/name_hint.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -311,16 +311,17 @@ TEST(NearestName, Table) {
         {"SCORES", {"scores"}, "scores"},
         {"Player", {"demo.Item", "demo.Player"}, "demo.Player"},
         {"demo.Plaer", {"demo.Player"}, "demo.Player"},
-        {"a", {"b"}, "b"},
+        {"a", {"b"}, ""},
+        {"ac", {"ab"}, "ab"},
         {"zzz", {"scores", "name"}, ""},
         {"", {"a"}, ""},
         {"x", {}, ""},
         {"ab", {"ba", "ab"}, "ab"},
     };
     for (const NearestCase& row : cases) {
-        EXPECT_EQ(OstraneRecord::NearestName(row.name, row.known), row.nearest) << row.name;
+        EXPECT_EQ(OstraneCommon::NearestName(row.name, row.known), row.nearest) << row.name;
     }
-    EXPECT_EQ(OstraneRecord::NearestName(std::string(100000, 'a'), {std::string(100000, 'a')}), "");
+    EXPECT_EQ(OstraneCommon::NearestName(std::string(100000, 'a'), {std::string(100000, 'a')}), "");
 }
 
 }  // namespace
