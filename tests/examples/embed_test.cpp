@@ -1,11 +1,16 @@
-// The program that shows how a host embeds the library, run as its users run it.
+// The program that shows how a host embeds the library, run as its users run it, and what else the manual shows.
 #include <gmock/gmock.h>
 #include <google/protobuf/util/json_util.h>
 #include <gtest/gtest.h>
+#include <ostrane/common/protobuf_record.h>
+#include <ostrane/log/log_category.h>
+#include <ostrane/record/statement_plan.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <string>
 
@@ -15,6 +20,7 @@
 namespace {
 
 using google::protobuf::util::JsonStringToMessage;
+using namespace OstraneRecord;
 using testing::HasSubstr;
 
 const std::string kSchema = OSTRANE_EXAMPLES "/player.proto";
@@ -116,6 +122,62 @@ TEST(Embed, EveryFailureIsToldAndPrintsNoRecord) {
     EXPECT_THAT(late.err, HasSubstr("\"undone\":true"));
     EXPECT_THAT(late.err,
                 HasSubstr("error -4633 COMMON_ERR_INVALID_ARRAY_INDEX: index 9 is beyond 3 elements of demo.Player"));
+}
+
+TEST(Embed, AGeneratedClassNeedsNoSchema) {
+    StatementPlan plan;
+    StatementError error;
+    demo::Player player;
+    StatementPlan::Compile("PUSH scores[1] = ?", demo::Player::descriptor(), {}, plan, error);
+
+    player.add_scores(10);
+    ProtobufRecord record;
+    record.m_pMessage = &player;
+    std::string reason;
+    std::unique_ptr<OstraneLog::LogChannel> log = OstraneLog::LogChannel::ToStderr(reason);
+    if (log != nullptr) {
+        log->SetBounds(LOG_PRIORITY_FATAL, LOG_PRIORITY_ERROR);  // errors and more severe
+        record.m_pLog = log->Category();
+    }
+    EXPECT_NE(record.m_pLog, nullptr) << reason;
+    StatementParameters parameters;
+    parameters.positional.push_back(ParameterValue::MakeInt(7));
+    ExecutionResult result;
+    EXPECT_EQ(plan.Execute(record, parameters, result), 0);
+    EXPECT_EQ(player.ShortDebugString(), "scores: 10 scores: 7");
+}
+
+// The lines of the file without indentation, one after the other.
+std::string Unindented(std::istream& in) {
+    std::string text = "\n";
+    for (std::string line; std::getline(in, line);) {
+        text += line.substr(std::min(line.find_first_not_of(' '), line.size())) + "\n";
+    }
+    return text;
+}
+
+TEST(Embed, TheManualShowsWhatIsCompiled) {
+    std::string sources;
+    for (const char* path : {OSTRANE_EXAMPLES "/embed.cpp", __FILE__}) {
+        std::ifstream in(path);
+        sources += Unindented(in);
+    }
+    std::ifstream manual(OSTRANE_EXAMPLES "/../docs/embedding.md");
+    int excerpts = 0;
+    for (std::string line; std::getline(manual, line);) {
+        if (line != "```cpp") {
+            continue;
+        }
+        std::stringstream excerpt;
+        while (std::getline(manual, line) && line != "```") {
+            excerpt << line << "\n";
+        }
+        const std::string text = Unindented(excerpt);
+        EXPECT_GT(text.size(), 20U);
+        EXPECT_NE(sources.find(text), std::string::npos) << text;
+        ++excerpts;
+    }
+    EXPECT_EQ(excerpts, 7);
 }
 
 }  // namespace
