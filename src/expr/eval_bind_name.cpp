@@ -51,7 +51,8 @@ bool NumberOfText(const std::string& text, Value& out) {
     return true;
 }
 
-// The number of an index or a key; numbers beyond 64 bits are beyond every array.
+// The number of an index or a key; one beyond 64 bits comes out infinite: beyond every array, and equal to
+// no key.
 bool SubscriptNumber(const ExprVariant& variant, Value& out) {
     switch (variant.m_type) {
         case EXPR_UINT:
@@ -61,19 +62,22 @@ bool SubscriptNumber(const ExprVariant& variant, Value& out) {
             out = Value::Int(variant.m_data.valInt64);
             return true;
         case EXPR_UINT_STRING:
-            out = Value::UInt(std::numeric_limits<uint64_t>::max());
+        case EXPR_INT_STRING: {
+            if (!NumberOfText(variant.m_str, out)) {
+                return false;
+            }
+            const double beyond = std::numeric_limits<double>::infinity();
+            out = out.IsInteger() ? out : Value::Double(out.real < 0 ? -beyond : beyond);
             return true;
-        case EXPR_INT_STRING:
-            out = Value::Int(std::numeric_limits<int64_t>::min());
-            return true;
+        }
         default:
             return false;
     }
 }
 
 int64_t IndexOf(const Value& number) {
-    if (number.tag == Value::Tag::UInt) {
-        return FAR_INDEX;
+    if (number.tag != Value::Tag::Int) {
+        return number.tag == Value::Tag::Double && number.real < 0 ? -FAR_INDEX : FAR_INDEX;
     }
     return std::max(-FAR_INDEX, std::min(FAR_INDEX, number.int64));
 }

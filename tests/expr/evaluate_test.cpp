@@ -214,6 +214,10 @@ const EvalCase EVAL_CASES[] = {
     {"flags[true]", "'yes'"},
     {"flags[false]", "NULL"},
     {"odds[18446744073709551615]", "0.5"},
+    {"odds[18446744073709551616]", "NULL"},
+    {"odds[-18446744073709551616]", "NULL"},
+    {"odds[99999999999999999999] IS NULL", "true"},
+    {"tags[-99999999999999999999]", "NULL"},
     {"$.[filters.note]", "'n'"},
     {"$.[filters.marks][1]", "9"},
     {"ints[0] + $.ints[1]", "3"},
@@ -448,6 +452,7 @@ TEST(Parameters, StandForLiterals) {
     values.Set("raw", Text("/2E=", OstraneCommon::EXPR_BYTES_TEXT));
     values.Set("bad", Text("?", OstraneCommon::EXPR_BYTES_TEXT));
     values.Set("index", Number(-1));
+    values.Set("digits", Text("1", OstraneCommon::EXPR_UINT_STRING));
     values.Set("none", null);
     values.SetList("numbers", {Number(1), Number(-7)});
     values.SetList("empty", {});
@@ -457,6 +462,7 @@ TEST(Parameters, StandForLiterals) {
     EXPECT_EQ(value("state = :name"), "true");
     EXPECT_EQ(value("attrs[:key]"), "5");
     EXPECT_EQ(value("tags[:index]"), "'b'");
+    EXPECT_EQ(value("tags[:digits]"), "'b'");
     EXPECT_EQ(value("tags[:none]"), "NULL");
     EXPECT_EQ(value("i32 IN :numbers"), "true");
     EXPECT_EQ(value("i32 NOT IN :numbers"), "false");
