@@ -27,7 +27,6 @@ constexpr Sentence SENTENCES[] = {
     {Fault::ExtensionClose, "expected ']' after the extension's name", ""},
     {Fault::RangeMissing, "expected an index or a range after ','", ""},
     {Fault::RangeEndMissing, "expected an index after '..'", "[*] selects every element"},
-    {Fault::KeyMissing, "expected a name or a key", ""},
     {Fault::BetweenAnd, "expected AND after the lower bound of BETWEEN", ""},
     {Fault::IsWhat, "expected NULL or NOT NULL after IS", "compare with = or <>"},
     {Fault::NotWhat, "expected IN, BETWEEN, LIKE or CONTAINS after NOT", ""},
@@ -172,7 +171,7 @@ ParseBuilder::Explanation ParseBuilder::ExplainOperand(const char* at) const {
     out.message = last.empty() ? "expected a value or a condition" : "expected a value after '" + last + "'";
     if (last == "," && (first == ']' || first == ')' || first == '}')) {
         out.hint = "leave the last comma out";
-    } else if (first == '!' || Upper(next) == "NOT") {
+    } else if (next == "!" || Upper(next) == "NOT") {
         out.hint = "put NOT and what it negates in parentheses";
     } else if (!next.empty() && IsReserved(next.data(), next.data() + next.size())) {
         out.hint = Upper(next) + " is a reserved word: a field of that name is written `" + next + "`";
@@ -344,6 +343,8 @@ ParseBuilder::Explanation ParseBuilder::Explain(Fault fault, const char* at) con
             return {"expected '=' or FROM after the path", Upper(next) == "WHERE" ? "WHERE follows the value"
                                                            : next == "=="         ? "assign with one '='"
                                                                                   : ""};
+        case Fault::KeyMissing:
+            return {"expected a name or a key", LastToken() == "," && first == '}' ? "leave the last comma out" : ""};
         case Fault::ColonMissing:
             return {"expected ':' or '=' after the key", first == '.' ? "a nested field is written {a: {b: 1}}" : ""};
         case Fault::NullCompared:

@@ -404,6 +404,7 @@ TEST(Grammar, OperatorFaults) {
         {"a;", "1:2 expected an operator or the end of the text"},
         {"a = NOT b", "1:5 expected a value after '=' | put NOT and what it negates in parentheses"},
         {"a = !b", "1:5 expected a value after '=' | put NOT and what it negates in parentheses"},
+        {"!= b", "1:1 expected a value or a condition"},
         // Chains
         {"a = b = c", "1:7 comparisons do not chain | join them with AND, or put one in parentheses"},
         {"a < b <= c", "1:7 comparisons do not chain | join them with AND, or put one in parentheses"},
@@ -480,7 +481,7 @@ TEST(Grammar, ListsAndMessages) {
         {"[1", "1:3 expected ',' or ']' after the value"},
         {"[1 2]", "1:4 expected ',' or ']' after the value"},
         {"[1}", "1:3 expected ',' or ']' after the value"},
-        {"{a: 1,}", "1:7 expected a name or a key"},
+        {"{a: 1,}", "1:7 expected a name or a key | leave the last comma out"},
         {"{", "1:2 expected a name or a key"},
         {"{1.5 2: 1}", "1:6 expected ':' or '=' after the key"},
         {"{a}", "1:3 expected ':' or '=' after the key"},
