@@ -18,6 +18,7 @@ int FailEval(EvalContext& context, int32_t offset, const char* reason) {
     if (context.error != nullptr) {
         context.error->code = OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE;
         context.error->offset = static_cast<size_t>(std::max(offset, 0));
+        context.error->length = 1;
         context.error->message = reason;
     }
     return OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE;

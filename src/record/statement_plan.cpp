@@ -3,6 +3,7 @@
 
 #include <google/protobuf/message.h>
 
+#include <algorithm>
 #include <exception>
 #include <new>
 #include <utility>
@@ -45,6 +46,10 @@ int Tell(const Failure& failure, const std::string& text, int statement, Stateme
         return error.code;
     }
     located.offset = located.offset > text.size() ? text.size() : located.offset;
+    if (located.length > 0 && located.code != OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX) {
+        // Who knows the tree alone knows where a token starts, not where it ends.
+        located.length = std::max(located.length, TokenAt(text, static_cast<int32_t>(located.offset)).length);
+    }
     OstraneCommon::LocateError(text, located);
     error.offset = located.offset;
     error.length = located.length;

@@ -89,6 +89,23 @@ TEST(StatementPlan, ColumnsCountCodePointsAndOffsetsBytes) {
     EXPECT_EQ(error.text, "5");
 }
 
+TEST(StatementPlan, TheOffendingTextIsAWholeToken) {
+    StatementPlan plan;
+    StatementError error;
+    EXPECT_NE(StatementPlan::Compile("POP items[*] WHERE qty = '5'", PlayerRecord::Type(), {}, plan, error), 0);
+    EXPECT_EQ(error.text, "'5'");
+    EXPECT_NE(StatementPlan::Compile("POP items[*] WHERE sku = -1.5", PlayerRecord::Type(), {}, plan, error), 0);
+    EXPECT_EQ(error.text, "-1.5");
+    EXPECT_NE(StatementPlan::Compile("POP items[*] WHERE sku[0] = 'a'", PlayerRecord::Type(), {}, plan, error), 0);
+    EXPECT_EQ(error.text, "sku");
+    PlayerRecord player("scores: 1");
+    ProtobufRecord record;
+    record.m_pMessage = &player.Message();
+    ExecutionResult result;
+    EXPECT_NE(Compiled("POP scores[*] WHERE 1 / ($ - 1) = 2").Execute(record, {}, result), 0);
+    EXPECT_EQ(result.error.text, "/");
+}
+
 TEST(StatementPlan, ARecordOfAnotherTypeIsRefused) {
     const StatementPlan plan = Compiled("GET scores");
     PlayerRecord player("hand { sku: \"a\" qty: 1 }");
