@@ -27,7 +27,7 @@ double Sample(int batch, Prepare prepare, Work work) {
     return elapsed.count() / batch;
 }
 
-// Times both ways, and calls checkResult, which reports to `state`, after each of them.
+// Times both ways, and calls checkResult, which reports to `state`, after each of them. A limit of 0 is none.
 template <typename Prepare, typename Operation, typename ByHand, typename CheckResult>
 void Compare(benchmark::State& state, double limit, int batch, Prepare prepare, Operation operation, ByHand byHand,
              CheckResult checkResult) {
@@ -51,7 +51,9 @@ void Compare(benchmark::State& state, double limit, int batch, Prepare prepare, 
     state.counters["operation"] = operationTime;
     state.counters["by_hand"] = byHandTime;
     state.counters["ratio"] = operationTime / byHandTime;
-    state.counters["limit"] = limit;
+    if (limit > 0) {
+        state.counters["limit"] = limit;
+    }
     state.counters["spread%"] = (operationTimes[operationTimes.size() / 2] / operationTime - 1) * 100;
 }
 

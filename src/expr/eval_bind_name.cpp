@@ -514,7 +514,7 @@ bool Binder::BindSteps(const Expr& expr, const NamePath& name, const Descriptor*
             return false;
         }
         descriptor = value->message_type();
-        path.steps.push_back(std::move(bound));
+        path.steps.push_back(bound);
     }
     return true;
 }

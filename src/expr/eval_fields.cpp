@@ -17,7 +17,6 @@ namespace OstraneCommon {
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using google::protobuf::Reflection;
-using google::protobuf::RepeatedField;
 using google::protobuf::RepeatedPtrField;
 
 namespace {
