@@ -206,10 +206,10 @@ int ConvertText(const ExprVariant& value, const FieldDescriptor* field, FieldVal
 }  // namespace
 
 std::string KindOf(const FieldDescriptor* field) {
-    const std::string repeated = field->is_map() ? "a map" : field->is_repeated() ? "a repeated " : "";
     if (field->is_map()) {
-        return repeated;
+        return "a map";
     }
+    const std::string repeated = field->is_repeated() ? "a repeated " : "";
     const std::string type(field->type_name());
     if (field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE) {
         return (repeated.empty() ? "a field" : "a repeated field") +

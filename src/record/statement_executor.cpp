@@ -12,7 +12,6 @@ namespace {
 
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
-using google::protobuf::Reflection;
 
 std::string NameOf(const FieldDescriptor* field) {
     return std::string(field->full_name());

@@ -8,7 +8,6 @@
 namespace OstraneRecord {
 namespace {
 
-using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using google::protobuf::Reflection;
