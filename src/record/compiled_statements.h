@@ -8,6 +8,7 @@
 #include <google/protobuf/descriptor.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,7 @@
 #include "record/failure.h"
 #include "record/field_value.h"
 #include "record/statement_plan.h"
+#include "record/value_expr.h"
 
 namespace OstraneRecord {
 
@@ -202,11 +204,14 @@ struct BoundValue {
     std::vector<FieldValue> list;
 };
 
-// The parameters of one BoundPlan, converted.
+// The parameters of one BoundPlan, converted, and what no record changes any more.
 struct BoundValues {
     std::vector<int32_t> indexes;
     std::vector<BoundValue> values;
     std::vector<OstraneCommon::BoundExpr> expressions;
+    // By statement: of a PUSH of one value that is known, the operation's tree; null, or no list at all,
+    // where it is made when the statement runs.
+    std::vector<std::unique_ptr<ValueExpr>> pushes;
 };
 
 }  // namespace OstraneRecord

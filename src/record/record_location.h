@@ -24,6 +24,12 @@ struct PlanParameters {
     const OstraneCommon::BoundExpr& Bound(const PlanExpr& expr) const {
         return expr.slot < 0 ? expr.bound : values->expressions[static_cast<size_t>(expr.slot)];
     }
+    // Null when there is none yet.
+    ValueExpr* PushTree(int statementNumber) const {
+        return values == nullptr || values->pushes.empty()
+                   ? nullptr
+                   : values->pushes[static_cast<size_t>(statementNumber - 1)].get();
+    }
 };
 
 // Where a path leads in a record as it stands.

@@ -4,6 +4,8 @@
 #include <unordered_map>
 #include <utility>
 
+#include "record/value_expr.h"
+
 #if defined(__GNUC__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -52,37 +54,6 @@ private:
     std::vector<Expr> m_values;
     std::vector<std::vector<Expr*>> m_lists;
     std::vector<Expr*> m_operands;
-};
-
-// The same with one assignment to "$": the common case, with as few allocations as lists of operands need.
-class ValueExpr {
-public:
-    ValueExpr(bool isSet, int index, const FieldValue& value, const FieldDescriptor* field) {
-        ToVariant(value, field, m_value.m_self);
-        m_valueList.assign(1, &m_value);
-        m_assign.m_self.m_type = OstraneCommon::EXPR_ASSIGN;
-        m_assign.m_self.m_str = "$";
-        m_assign.m_operands = &m_valueList;
-        m_index.m_self.m_type = OstraneCommon::EXPR_INDEX_RANGE;
-        m_index.m_self.m_str = std::to_string(index);
-        m_operands.reserve(2);
-        m_operands.push_back(&m_index);
-        m_operands.push_back(&m_assign);
-        m_tree.m_self.m_type = isSet ? OstraneCommon::EXPR_OP_SET : OstraneCommon::EXPR_OP_PUSH;
-        m_tree.m_operands = &m_operands;
-    }
-    ValueExpr(const ValueExpr&) = delete;
-    ValueExpr& operator=(const ValueExpr&) = delete;
-
-    Expr& Tree() { return m_tree; }
-
-private:
-    Expr m_tree;
-    Expr m_index;
-    Expr m_assign;
-    Expr m_value;
-    std::vector<Expr*> m_operands;
-    std::vector<Expr*> m_valueList;
 };
 
 // Whether the expression operations can take the literal as it is: singular values by plain names.
@@ -264,6 +235,29 @@ std::string MissingRequired(const Message* existing, const ValueNode& literal, c
         }
     }
     return std::string();
+}
+
+void PreparePushes(const CompiledStatements& compiled, BoundValues& out) {
+    PlanParameters parameters;
+    parameters.values = &out;
+    const std::vector<FieldValue> computed;
+    const ResolvedValues values(parameters, computed);
+    for (size_t i = 0; i < compiled.statements.size(); ++i) {
+        const CompiledStatement& statement = compiled.statements[i];
+        if (statement.form != PlanForm::PushValues || !statement.computed.empty() ||
+            values.ListSize(statement.value) != 1) {
+            continue;
+        }
+        const FieldDescriptor* field = statement.Field();
+        if (field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE ||
+            field->cpp_type() == FieldDescriptor::CPPTYPE_ENUM) {
+            continue;
+        }
+        const PlanStep& last = statement.path.back();
+        const int pos = last.subscript == SubscriptKind::Index ? parameters.Index(last.index) : -1;
+        out.pushes.resize(compiled.statements.size());
+        out.pushes[i] = std::make_unique<ValueExpr>(false, pos, values.ListValue(statement.value, 0), field);
+    }
 }
 
 void RecordWriter::ApplyMessage(Message* message, const ValueNode& literal, const ResolvedValues& values) {

@@ -312,20 +312,40 @@ int StatementExecutor::ResolvePushPosition(int& pos) {
         "index " + std::to_string(pos) + " is beyond " + CountOf(m_location.size) + " of " + NameOf(last.field));
 }
 
+// One value, known since it was bound: the operation checks the place alone.
+int StatementExecutor::RunPreparedPush(ValueExpr& push, int pos) {
+    int ret = CheckCreated(m_statement.path, m_location);
+    if (ret != 0) {
+        return ret;
+    }
+    MutableProtobufField handle = {Open(m_root, m_statement.path, m_parameters), m_statement.Field()};
+    ret = ProtobufRecordUtil(m_record).PushWithExpr(handle, push.Tree());
+    if (ret != 0) {
+        return FailOperation(ret);
+    }
+    TellPushed(pos, 1);
+    return 0;
+}
+
 int StatementExecutor::RunPush() {
     int ret = LocatePath(true);
     int pos = 0;
     if (ret == 0) {
         ret = ResolvePushPosition(pos);
     }
+    if (ret != 0) {
+        return ret;
+    }
+    ValueExpr* prepared = m_parameters.PushTree(m_statement.number);
+    if (prepared != nullptr) {
+        return RunPreparedPush(*prepared, pos);
+    }
     Target target;
     target.location = m_location;
     target.location.element = nullptr;
-    if (ret == 0) {
-        OstraneCommon::ExprRow row;
-        row.record = m_root;
-        ret = Calculate(row, nullptr, target.computed);
-    }
+    OstraneCommon::ExprRow row;
+    row.record = m_root;
+    ret = Calculate(row, nullptr, target.computed);
     if (ret != 0) {
         return ret;
     }

@@ -12,6 +12,7 @@
 #include "record/compiled_statements.h"
 #include "record/plan_describe.h"
 #include "record/plan_expr.h"
+#include "record/record_writer.h"
 #include "record/statement_compiler.h"
 #include "record/statement_executor.h"
 
@@ -116,9 +117,6 @@ private:
 
 int RunStatement(const CompiledStatements& compiled, const CompiledStatement& statement,
                  const PlanParameters& parameters, ProtobufRecord& record, StatementResult& result) {
-    result.number = statement.number;
-    result.text = statement.text;
-    result.field = statement.Field();
     Failure failure;
     StatementExecutor executor(compiled, statement, parameters, record, result, failure);
     const int ret = executor.Run();
@@ -131,19 +129,36 @@ int RunStatement(const CompiledStatements& compiled, const CompiledStatement& st
     return ret;
 }
 
+// The result of the next statement, cleared: one of a former run is filled again, so that a plan that runs on
+// many records asks for memory once.
+StatementResult& NextResult(const CompiledStatement& statement, size_t& resultCount, ExecutionResult& result) {
+    if (resultCount < result.statements.size()) {
+        result.statements[resultCount].Clear();
+    } else {
+        result.statements.emplace_back();
+    }
+    StatementResult& next = result.statements[resultCount];
+    ++resultCount;
+    next.number = statement.number;
+    next.field = statement.Field();
+    next.text = statement.text;
+    return next;
+}
+
+// `resultCount`: of the statements that have begun, the results that are this run's.
 int RunAll(const CompiledStatements& compiled, const PlanParameters& parameters, ProtobufRecord& record,
-           Rollback& rollback, ExecutionResult& result) {
+           Rollback& rollback, size_t& resultCount, ExecutionResult& result) {
     const size_t count = compiled.statements.size();
     result.statements.reserve(count);
     for (size_t i = 0; i < count; ++i) {
         const CompiledStatement& statement = compiled.statements[i];
+        StatementResult& own = NextResult(statement, resultCount, result);
         if (IsChange(statement) && i + 1 < count) {
             rollback.Keep();
         }
-        result.statements.emplace_back();
-        const int ret = RunStatement(compiled, statement, parameters, record, result.statements.back());
+        const int ret = RunStatement(compiled, statement, parameters, record, own);
         if (ret != 0) {
-            result.error = result.statements.back().error;
+            result.error = own.error;
             return ret;
         }
     }
@@ -154,12 +169,13 @@ int RunAll(const CompiledStatements& compiled, const PlanParameters& parameters,
 
 int BoundPlan::Execute(ProtobufRecord& record, ExecutionResult& result) const {
     result.code = 0;
-    result.error = StatementError();
-    result.statements.clear();
+    result.error.Clear();
     if (m_pCompiled == nullptr || record.m_pMessage == nullptr) {
+        result.statements.clear();
         return result.code = TellPlain(OstraneErrCode::GEN_ERR_ERR, "there is no plan, or no message", result.error);
     }
     if (record.m_pMessage->GetDescriptor() != m_pCompiled->descriptor) {
+        result.statements.clear();
         return result.code =
                    TellPlain(OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE,
                              "the record is of another type than the statements were compiled for", result.error);
@@ -167,7 +183,11 @@ int BoundPlan::Execute(ProtobufRecord& record, ExecutionResult& result) const {
     Rollback rollback(record.m_pMessage);
     PlanParameters parameters;
     parameters.values = m_pValues.get();
-    result.code = Guard(result.error, [&]() { return RunAll(*m_pCompiled, parameters, record, rollback, result); });
+    size_t resultCount = 0;
+    result.code =
+        Guard(result.error, [&]() { return RunAll(*m_pCompiled, parameters, record, rollback, resultCount, result); });
+    result.statements.erase(result.statements.begin() + static_cast<std::ptrdiff_t>(resultCount),
+                            result.statements.end());
     if (result.code != 0) {
         StatementError ignored;
         Guard(ignored, [&rollback, &result]() {
@@ -214,8 +234,11 @@ int StatementPlan::Bind(const StatementParameters& parameters, BoundPlan& out, S
     return Guard(error, [&]() {
         const bool hasParameters = !m_pCompiled->parameterUses.empty() || !m_pCompiled->expressionUses.empty() ||
                                    !parameters.positional.empty() || !parameters.named.empty();
+        const bool hasPush =
+            std::any_of(m_pCompiled->statements.begin(), m_pCompiled->statements.end(),
+                        [](const CompiledStatement& statement) { return statement.form == PlanForm::PushValues; });
         std::shared_ptr<BoundValues> values;
-        if (hasParameters) {
+        if (hasParameters || hasPush) {
             values = std::make_shared<BoundValues>();
             int statement = 0;
             Failure failure;
@@ -223,6 +246,7 @@ int StatementPlan::Bind(const StatementParameters& parameters, BoundPlan& out, S
             if (ret != 0) {
                 return Tell(failure, m_pCompiled->text, statement, error);
             }
+            PreparePushes(*m_pCompiled, *values);
         }
         out.m_pCompiled = m_pCompiled;
         out.m_pValues = std::move(values);
@@ -233,10 +257,13 @@ int StatementPlan::Bind(const StatementParameters& parameters, BoundPlan& out, S
 int StatementPlan::Execute(ProtobufRecord& record, const StatementParameters& parameters,
                            ExecutionResult& result) const {
     BoundPlan bound;
-    result.statements.clear();
-    result.error = StatementError();
+    result.error.Clear();
     result.code = Bind(parameters, bound, result.error);
-    return result.code != 0 ? result.code : bound.Execute(record, result);
+    if (result.code != 0) {
+        result.statements.clear();
+        return result.code;
+    }
+    return bound.Execute(record, result);
 }
 
 const std::string& StatementPlan::Text() const {

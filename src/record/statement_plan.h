@@ -63,7 +63,7 @@ public:
 private:
     friend class StatementPlan;
     std::shared_ptr<const CompiledStatements> m_pCompiled;
-    std::shared_ptr<const BoundValues> m_pValues;  // null when the statements have no parameters
+    std::shared_ptr<const BoundValues> m_pValues;  // null when the plan alone says everything
 };
 
 // A compiled list. Immutable and cheap to copy: copies share.

@@ -78,6 +78,35 @@ const char* CodeName(int code) {
     }
 }
 
+void StatementError::Clear() {
+    code = 0;
+    statement = 0;
+    offset = 0;
+    length = 0;
+    line = 0;
+    column = 0;
+    for (std::string* part : {&field, &text, &message, &hint}) {
+        part->clear();
+    }
+}
+
+void StatementResult::Clear() {
+    number = 0;
+    text.clear();
+    code = 0;
+    error.Clear();
+    field = nullptr;
+    matched = 0;
+    changed = 0;
+    positions.clear();
+    sizeBefore = 0;
+    sizeAfter = 0;
+    hasElements = false;
+    elements.clear();
+    unknownFields = false;
+    undone = false;
+}
+
 int64_t ExecutionResult::Matched() const {
     int64_t sum = 0;
     for (const StatementResult& statement : statements) {

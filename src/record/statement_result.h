@@ -32,6 +32,9 @@ struct StatementError {
     std::string text;     // the offending text
     std::string message;  // one sentence without a full stop
     std::string hint;     // what to write instead, or empty
+
+    // As it was made; texts keep their memory.
+    void Clear();
 };
 
 // What one statement did, or would have done.
@@ -51,6 +54,9 @@ struct StatementResult {
     std::vector<std::string> elements;  // of GET and TAKE, each as JSON
     bool unknownFields = false;         // what `elements` shows has unknown fields, which JSON leaves out
     bool undone = false;                // it succeeded, and a later statement's failure took it back
+
+    // As it was made; texts and lists keep their memory.
+    void Clear();
 };
 
 // What a statement list did to one record.

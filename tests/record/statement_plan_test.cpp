@@ -5,6 +5,8 @@
 
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <utility>
+#include <vector>
 
 #include "player_record.h"
 
@@ -43,6 +45,82 @@ TEST(StatementPlan, ABoundPlanOutlivesItsPlan) {
     ExecutionResult result;
     EXPECT_EQ(bound.Execute(player.Record(), result), 0);
     EXPECT_EQ(player.Show(), "scores: 1");
+}
+
+// What a PUSH of one known value writes is put together when it is bound, whatever type it has.
+TEST(StatementPlan, ABoundPushServesManyRecordsOfDifferentSizes) {
+    struct Row {
+        const char* text;
+        std::vector<int64_t> parameters;
+        bool isAppend;
+    };
+    const std::vector<Row> rows = {
+        {"PUSH scores[1] = 7", {}, false},   {"PUSH scores[?] = ?", {1, 7}, false}, {"PUSH scores[?] = 7", {-1}, true},
+        {"PUSH scores[-1] = [7]", {}, true}, {"PUSH scores = ?", {7}, true},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.text);
+        StatementParameters parameters;
+        for (const int64_t value : row.parameters) {
+            parameters.positional.push_back(ParameterValue::MakeInt(value));
+        }
+        BoundPlan bound;
+        StatementError error;
+        ASSERT_EQ(Compiled(row.text).Bind(parameters, bound, error), 0) << error.message;
+        ExecutionResult result;
+        PlayerRecord three("scores: [10, 20, 30]");
+        EXPECT_EQ(bound.Execute(three.Record(), result), 0);
+        EXPECT_EQ(three.Show(), row.isAppend ? "scores: 10 scores: 20 scores: 30 scores: 7"
+                                             : "scores: 10 scores: 7 scores: 20 scores: 30");
+        EXPECT_EQ(result.statements[0].positions, std::vector<int32_t>{row.isAppend ? 3 : 1});
+        PlayerRecord none;
+        EXPECT_EQ(bound.Execute(none.Record(), result), row.isAppend ? 0 : COMMON_ERR_INVALID_ARRAY_INDEX);
+        EXPECT_EQ(none.Show(), row.isAppend ? "scores: 7" : PlayerRecord().Show());
+    }
+}
+
+TEST(StatementPlan, ABoundPushOfAnyKindOutlivesPlanAndParameters) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"PUSH tags[0] = ?", "tags: \"some text longer than fifteen letters\" tags: \"t\""},
+        {"PUSH keys[0] = ?", "tags: \"t\" keys: \"some text longer than fifteen letters\""},
+        {"PUSH profile.languages = ?", "tags: \"t\" profile { languages: \"some text longer than fifteen letters\" }"},
+    };
+    for (const auto& row : cases) {
+        BoundPlan bound;
+        {
+            StatementParameters parameters;
+            parameters.positional.push_back(ParameterValue::MakeString("some text longer than fifteen letters"));
+            StatementError error;
+            ASSERT_EQ(Compiled(row.first).Bind(parameters, bound, error), 0) << row.first << ": " << error.message;
+        }
+        for (int i = 0; i < 2; ++i) {
+            PlayerRecord player("tags: \"t\"");
+            ExecutionResult result;
+            EXPECT_EQ(bound.Execute(player.Record(), result), 0) << row.first;
+            EXPECT_EQ(player.Show(), row.second);
+        }
+    }
+}
+
+// A host hands the same result to one execution after the other.
+TEST(StatementPlan, AResultKeepsNothingOfTheRunBefore) {
+    PlayerRecord player("scores: [1, 2, 3]");
+    ExecutionResult used;
+    EXPECT_EQ(Compiled("GET scores; POP scores[0]; SET scores[9] = 1; GET tags").Execute(player.Record(), {}, used),
+              COMMON_ERR_INVALID_ARRAY_INDEX);
+    ASSERT_EQ(used.statements.size(), 3U);
+    EXPECT_TRUE(used.statements[1].undone);
+    for (const char* text : {"SET level = 2; CLEAR level", "GET level", "SET scores[8] = 1", "GET scores; GET tags"}) {
+        const StatementPlan plan = Compiled(text);
+        ExecutionResult fresh;
+        PlayerRecord same("scores: [1, 2, 3]");
+        EXPECT_EQ(plan.Execute(same.Record(), {}, fresh), plan.Execute(player.Record(), {}, used)) << text;
+        EXPECT_EQ(used.error.message, fresh.error.message) << text;
+        ASSERT_EQ(used.statements.size(), fresh.statements.size()) << text;
+        for (size_t i = 0; i < fresh.statements.size(); ++i) {
+            EXPECT_EQ(ReportLine(0, used.statements[i]), ReportLine(0, fresh.statements[i])) << text;
+        }
+    }
 }
 
 TEST(StatementPlan, TellsWhatItWillDo) {
