@@ -5,7 +5,7 @@
 #include <new>
 
 #include "log/log_category.h"
-#include "record/temp_folder.h"
+#include "support/temp_folder.h"
 
 namespace {
 

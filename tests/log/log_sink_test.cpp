@@ -13,7 +13,7 @@
 #include <sstream>
 
 #include "log/log_category.h"
-#include "record/temp_folder.h"
+#include "support/temp_folder.h"
 
 namespace {
 

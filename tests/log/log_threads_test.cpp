@@ -5,7 +5,7 @@
 #include <map>
 #include <thread>
 
-#include "record/temp_folder.h"
+#include "support/temp_folder.h"
 #include "support/captured_log.h"
 
 namespace {
