@@ -5,8 +5,8 @@
 #include <map>
 #include <thread>
 
-#include "support/temp_folder.h"
 #include "support/captured_log.h"
+#include "support/temp_folder.h"
 
 namespace {
 
