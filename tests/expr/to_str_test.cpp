@@ -444,7 +444,7 @@ private:
             case 4: {
                 Expr* const node = m_context.NewNode(Maybe() ? EXPR_STRING : EXPR_BYTES, 0);
                 for (uint64_t count = Below(8); count > 0; --count) {
-                    node->m_self.m_str += static_cast<char>(Maybe() ? Below(256) : "'\\\"n\xC3\xA9x "[Below(8)]);
+                    node->m_self.m_str += Maybe() ? static_cast<char>(Below(256)) : "'\\\"n\xC3\xA9x "[Below(8)];
                 }
                 return node;
             }

@@ -37,6 +37,27 @@ void* operator new(size_t size, const std::nothrow_t&) noexcept {
     return FailsNow() ? nullptr : std::malloc(size == 0 ? 1 : size);
 }
 
+// Of arrays too: those of a sanitizer's runtime do not come by the ones above.
+void* operator new[](size_t size) {
+    return operator new(size);
+}
+
+void* operator new[](size_t size, const std::nothrow_t& tag) noexcept {
+    return operator new(size, tag);
+}
+
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete[](void* memory, size_t) noexcept {
+    std::free(memory);
+}
+
+void operator delete[](void* memory, const std::nothrow_t&) noexcept {
+    std::free(memory);
+}
+
 void operator delete(void* memory) noexcept {
     std::free(memory);
 }
