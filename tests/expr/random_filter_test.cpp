@@ -95,7 +95,11 @@ Plain Computed(const std::string& op, const Plain& a, const Plain& b) {
     if (op == "/" && y == 0) {
         throw Failure();
     }
-    const Int128 result = op == "+" ? x + y : op == "-" ? x - y : op == "*" ? x * y : op == "/" ? x / y : x & y;
+    Int128 product = 0;
+    if (op == "*" && __builtin_mul_overflow(x, y, &product)) {
+        throw Failure();
+    }
+    const Int128 result = op == "+" ? x + y : op == "-" ? x - y : op == "*" ? product : op == "/" ? x / y : x & y;
     if (result < -(Int128{1} << 63) || result >= Int128{1} << 64) {
         throw Failure();
     }
