@@ -251,7 +251,7 @@ void FillFromField(const MutableProtobufField& field, int idxBegin, int idxEnd, 
     RepeatedPtrField<Element>* source =
         sourceReflection->MutableRepeatedPtrField<Element>(Consumable(src), src.pFieldDesc);
     // With one owner of both, an arena or the heap, and one maker of their elements, the objects change
-    // places, which costs a hundredth of exchanging the contents of two messages.
+    // places, which costs far less than exchanging the contents of two messages.
     if (field.m_pParent->GetArena() != src.pMessage->GetArena() ||
         reflection->GetMessageFactory() != sourceReflection->GetMessageFactory()) {
         for (int i = idxBegin, j = srcBegin; i <= idxEnd; ++i, ++j) {
@@ -1160,8 +1160,8 @@ bool MayHold(const Descriptor* outer, const Descriptor* inner) {
 }
 
 // Whether elements can change their container instead of their contents: both containers belong to one
-// owner, and the target does not lie inside an element that would be put into it. To find that out takes
-// as long as exchanging the contents of some twenty messages.
+// owner, and the target does not lie inside an element that would be put into it. To find that out
+// costs more than exchanging the contents of a few messages saves.
 bool CanChangeContainer(const ProtobufField& src, const MutableProtobufField& dst, int matchCount) {
     constexpr int FEW_MESSAGES = 20;
     return matchCount > FEW_MESSAGES && src.m_pParent->GetArena() == dst.m_pParent->GetArena() &&

@@ -133,7 +133,7 @@ private:
 
     // The seven scalar types: bool, int32, uint32, int64, uint64, double, float. The caller picks T
     // from the field's type. A caller that has the reflections hands them on: asking a message for its
-    // own takes as long as copying a few hundred values.
+    // own counts beside copying a short run of values.
 
     // Overwrites idxBegin .. idxEnd, both inside the field, with the first of `count` values.
     template <typename T>
