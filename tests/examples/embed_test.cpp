@@ -158,8 +158,9 @@ std::string Unindented(std::istream& in) {
 
 TEST(Embed, TheManualShowsWhatIsCompiled) {
     std::string sources;
-    for (const char* path : {OSTRANE_EXAMPLES "/embed.cpp", __FILE__}) {
+    for (const char* path : {OSTRANE_EXAMPLES "/embed.cpp", OSTRANE_EXAMPLES "/../tests/examples/embed_test.cpp"}) {
         std::ifstream in(path);
+        ASSERT_TRUE(in) << path;
         sources += Unindented(in);
     }
     std::ifstream manual(OSTRANE_EXAMPLES "/../docs/embedding.md");
