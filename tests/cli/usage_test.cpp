@@ -1,0 +1,63 @@
+// Wrong usage: status 2 and one line that says the right one.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "cli/player_program.h"
+
+namespace {
+
+struct UsageRow {
+    std::vector<std::string> arguments;
+    const char* said;
+};
+
+TEST(Usage, WrongOnesAreToldInOneLine) {
+    const std::string proto = OSTRANE_EXAMPLES "/player.proto";
+    const UsageRow rows[] = {
+        {{}, "name a command: apply, get, explain or codes; see ostrane --help"},
+        {{"aply"}, "'aply' was not expected; did you mean 'apply'? See ostrane --help"},
+        {{"apply", "--tpye", "x"}, "'--tpye' was not expected; did you mean '--type'? See ostrane apply --help"},
+        {{"apply"}, "name the schema with --proto FILE or --descriptor-set FILE"},
+        {{"apply", "--proto", "a", "--descriptor-set", "b"}, "--proto and --descriptor-set exclude each other"},
+        {{"apply", "--descriptor-set", "b", "-I", "c"}, "-I goes with --proto"},
+        {{"apply", "--proto", "a", "X"}, "name the record's message type with --type NAME"},
+        {{"apply", "--proto", "a", "--type", "b"}, "give the statements, or a file of them with --file"},
+        {{"apply", "--proto", "a", "--type", "b", "--file", "f", "X"},
+         "statements on the command line and --file exclude each other"},
+        {{"apply", "--proto", "a", "--type", "b", "X", "Y"}, "'Y' was not expected; see ostrane apply --help"},
+        {{"apply", "--proto", "a", "--type", "b", "X"}, "reading stdin needs --in-format; or name a file with --in"},
+        {{"apply", "--proto", "a", "--type", "b", "--in", "f.x", "X"},
+         "the ending of 'f.x' names no format: give --in-format"},
+        {{"apply", "--proto", "a", "--type", "b", "--in", "f.json", "--in-format", "jsn", "X"},
+         "--in-format takes json, ndjson, text, binary or delimited, not 'jsn'; did you mean 'json'?"},
+        {{"apply", "--proto", "a", "--type", "b", "--in", "f.json", "--out-format", "x", "X"},
+         "--out-format takes json, ndjson, text, binary or delimited, not 'x'"},
+        {{"apply", "--proto", "a", "--type", "b", "--in-format", "json", "--in-place", "X"},
+         "--in-place needs a file, named with --in"},
+        {{"apply", "--proto", "a", "--type", "b", "--in", "f.json", "--in-place", "--out", "g", "X"},
+         "--in-place and --out exclude each other"},
+        {{"apply", "--proto", "a", "--type", "b", "--in", "f.json", "--in-place", "--out-format", "text", "X"},
+         "--in-place keeps the format; --out FILE writes another one"},
+        {{"apply", "--proto", "a", "--type", "b", "--in", "f.ndjson", "--out", "g.json", "X"},
+         "json holds one record, the input any number: choose ndjson or delimited for the output"},
+    };
+    for (const UsageRow& row : rows) {
+        const Outcome outcome = RunOstrane(row.arguments);
+        EXPECT_EQ(outcome.status, 2) << row.said;
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(outcome.err, std::string("ostrane: ") + row.said + "\n");
+    }
+}
+
+TEST(Usage, AValueOfOneOptionIsOneArgument) {
+    // The statement after -I DIR and --param NAME=JSON is the statement.
+    const Outcome outcome = RunOstrane({"apply", "--proto", "player.proto", "--type", "demo.Player", "--in-format",
+                                        "ndjson", "-I", OSTRANE_EXAMPLES, "--param", "v=1", "SET scores = [:v]"},
+                                       WithInput(RECORD));
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, "{\"name\":\"ada\",\"scores\":[1]}\n");
+}
+
+}  // namespace
