@@ -12,6 +12,7 @@
 #include "record/compiled_statements.h"
 #include "record/plan_describe.h"
 #include "record/plan_expr.h"
+#include "record/record_rollback.h"
 #include "record/record_writer.h"
 #include "record/statement_compiler.h"
 #include "record/statement_executor.h"
@@ -85,35 +86,11 @@ bool IsChange(const CompiledStatement& statement) {
     return statement.kind != StatementKind::Get;
 }
 
-// The record's message as it was before the first change. A single statement needs none: all its checks come
-// before its writes. In a list, the last change may still be undone by the failure of what follows, or of
-// itself after an earlier change.
-class Rollback {
-public:
-    explicit Rollback(Message* message) : m_message(message) {}
-
-    void Keep() {
-        if (m_copy == nullptr) {
-            m_copy.reset(m_message->New());
-            m_copy->CopyFrom(*m_message);
-        }
-    }
-    void Restore() {
-        if (m_copy == nullptr) {
-            return;
-        }
-        if (m_message->GetArena() == nullptr) {
-            m_message->GetReflection()->Swap(m_message, m_copy.get());  // cannot fail
-        } else {
-            m_message->CopyFrom(*m_copy);
-        }
-        m_copy.reset();
-    }
-
-private:
-    Message* m_message;
-    std::unique_ptr<Message> m_copy;
-};
+// Whether its writes can fail once its checks have passed: what only removes asks for no memory.
+bool NeedsMemory(const CompiledStatement& statement) {
+    return statement.kind != StatementKind::Pop && statement.kind != StatementKind::Take &&
+           statement.kind != StatementKind::Clear;
+}
 
 int RunStatement(const CompiledStatements& compiled, const CompiledStatement& statement,
                  const PlanParameters& parameters, ProtobufRecord& record, StatementResult& result) {
@@ -147,14 +124,14 @@ StatementResult& NextResult(const CompiledStatement& statement, size_t& resultCo
 
 // `resultCount`: of the statements that have begun, the results that are this run's.
 int RunAll(const CompiledStatements& compiled, const PlanParameters& parameters, ProtobufRecord& record,
-           Rollback& rollback, size_t& resultCount, ExecutionResult& result) {
+           RecordRollback& rollback, size_t& resultCount, ExecutionResult& result) {
     const size_t count = compiled.statements.size();
     result.statements.reserve(count);
     for (size_t i = 0; i < count; ++i) {
         const CompiledStatement& statement = compiled.statements[i];
         StatementResult& own = NextResult(statement, resultCount, result);
-        if (IsChange(statement) && i + 1 < count) {
-            rollback.Keep();
+        if (count > 1 && IsChange(statement) && (i + 1 < count || NeedsMemory(statement))) {
+            rollback.Keep(statement.path.front().field);
         }
         const int ret = RunStatement(compiled, statement, parameters, record, own);
         if (ret != 0) {
@@ -180,7 +157,7 @@ int BoundPlan::Execute(ProtobufRecord& record, ExecutionResult& result) const {
                    TellPlain(OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE,
                              "the record is of another type than the statements were compiled for", result.error);
     }
-    Rollback rollback(record.m_pMessage);
+    RecordRollback rollback(record.m_pMessage);
     PlanParameters parameters;
     parameters.values = m_pValues.get();
     size_t resultCount = 0;

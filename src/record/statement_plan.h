@@ -16,9 +16,9 @@
 //
 // Names, types, operators, indexes and literals are checked against the descriptor when the text is
 // compiled, parameters when they are bound; what depends on the record alone is left for execution. A list
-// changes a record wholly or not at all: from the second statement on with the help of one copy of the record,
-// while a single statement makes all its checks before it writes, and copies nothing. (Memory that runs out
-// while a single statement writes is the one failure that can leave it half done.) No exception leaves these
+// changes a record wholly or not at all, with the help of a copy of each of the record's fields that it changes;
+// a single statement makes all its checks before it writes, and copies nothing. (Memory that runs out while a
+// single statement writes is the one failure that can leave it half done.) No exception leaves these
 // functions, and no record, statement or parameter aborts the process.
 #ifndef OSTRANE_RECORD_STATEMENT_PLAN_H_
 #define OSTRANE_RECORD_STATEMENT_PLAN_H_

@@ -101,10 +101,14 @@ TEST(StatementMemory, OneStatementCopiesNoRecord) {
     }
 }
 
-TEST(StatementMemory, AListKeepsOneCopyForUndoing) {
-    EXPECT_GT(BytesOf("PUSH scores = 7; PUSH scores = 8"), kLarge);
-    EXPECT_LT(BytesOf("PUSH scores = 7; PUSH scores = 8; PUSH scores = 9"), 2 * kLarge);
-    EXPECT_LT(BytesOf("GET scores; GET tags; PUSH scores = 9"), kLarge / 16) << "nothing to undo before the last one";
+TEST(StatementMemory, AListCopiesWhatItChangesForUndoing) {
+    EXPECT_LT(BytesOf("PUSH scores = 7; SET items[0].qty = 8; SET level = 2; CLEAR tags"), kLarge / 16)
+        << "the large field is not changed";
+    EXPECT_GT(BytesOf("PUSH keys = x'01'; PUSH scores = 8"), kLarge);
+    EXPECT_LT(BytesOf("PUSH keys = x'01'; PUSH scores = 8; POP keys[1]; PUSH keys = x'02'"), 2 * kLarge) << "one copy";
+    EXPECT_GT(BytesOf("PUSH scores = 8; PUSH keys = x'01'"), kLarge) << "memory may run out while the last one writes";
+    EXPECT_LT(BytesOf("PUSH scores = 8; POP keys[0]"), kLarge / 16) << "the last one needs none to write";
+    EXPECT_LT(BytesOf("GET scores; GET tags; PUSH scores = 9"), kLarge / 16);
 }
 
 // Compiles with the k-th allocation failing, for every k until none does.
