@@ -34,6 +34,7 @@ private:
     NodePtr BindArithmetic(const Expr& expr);
     NodePtr BindSign(const Expr& expr);
     NodePtr BindBetween(const Expr& expr);
+    // eval_bind_call.cpp: LIKE, CONTAINS, functions.
     NodePtr BindLike(const Expr& expr);
     NodePtr BindContains(const Expr& expr);
     NodePtr BindFunction(const Expr& expr);
@@ -90,6 +91,10 @@ private:
 
 // "an integer", "a repeated field", for messages.
 std::string KindText(const BoundNode& node);
+
+inline bool IsTextKind(ValueKind kind) {
+    return kind == ValueKind::Text || kind == ValueKind::Bytes;
+}
 
 // Whether the node is a constant, and it as one.
 ConstantNode* AsConstant(const NodePtr& node);

@@ -6,6 +6,7 @@
 #include <google/protobuf/repeated_field.h>
 
 #include "expr/eval_node.h"
+#include "expr/map_entries.h"
 
 #if defined(__GNUC__)
 // The typed containers are deprecated in favour of a wrapper that costs a virtual call an element.
@@ -128,7 +129,7 @@ void ArrayReader::Open(const Message& message, const FieldDescriptor* field) {
     m_reflection = message.GetReflection();
     m_scalars = nullptr;
     m_container = nullptr;
-    m_count = m_reflection->FieldSize(message, field);
+    m_count = field->is_map() ? CountMapEntries(message, field) : m_reflection->FieldSize(message, field);
     if (m_count == 0) {
         return;
     }

@@ -8,6 +8,7 @@
 #include "common/err_code.h"
 #include "common/protobuf_field_resolver.h"
 #include "expr/eval_bind.h"
+#include "expr/map_entries.h"
 
 namespace OstraneCommon {
 
@@ -209,7 +210,7 @@ int ProtobuFieldResolver::MapSize(ExprVariant& map) {
     if (pb == nullptr) {
         return OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE;
     }
-    return pb->pMessage->GetReflection()->FieldSize(*pb->pMessage, pb->pFieldDesc);
+    return CountMapEntries(*pb->pMessage, pb->pFieldDesc);
 }
 
 int ProtobuFieldResolver::ArrayGet(ExprVariant& array, int index, ExprVariant& out) {

@@ -20,6 +20,7 @@
 #include "common/err_code.h"
 #include "expr/base64.h"
 #include "expr/code_point.h"
+#include "expr/map_entries.h"
 #include "record/json_text.h"
 #include "record/json_well_known.h"
 
@@ -205,30 +206,6 @@ bool JsonEncoder::WriteArray(const Message& parent, const FieldDescriptor* field
     return true;
 }
 
-// Orders map entries by key: numbers as numbers, false before true, texts by bytes.
-bool KeyIsLess(const Message* left, const Message* right) {
-    const FieldDescriptor* const key = left->GetDescriptor()->FindFieldByNumber(1);
-    const Reflection* const reflection = left->GetReflection();
-    switch (key->cpp_type()) {
-        case FieldDescriptor::CPPTYPE_INT32:
-            return reflection->GetInt32(*left, key) < reflection->GetInt32(*right, key);
-        case FieldDescriptor::CPPTYPE_INT64:
-            return reflection->GetInt64(*left, key) < reflection->GetInt64(*right, key);
-        case FieldDescriptor::CPPTYPE_UINT32:
-            return reflection->GetUInt32(*left, key) < reflection->GetUInt32(*right, key);
-        case FieldDescriptor::CPPTYPE_UINT64:
-            return reflection->GetUInt64(*left, key) < reflection->GetUInt64(*right, key);
-        case FieldDescriptor::CPPTYPE_BOOL:
-            return !reflection->GetBool(*left, key) && reflection->GetBool(*right, key);
-        default: {
-            std::string leftScratch;
-            std::string rightScratch;
-            return reflection->GetStringReference(*left, key, &leftScratch) <
-                   reflection->GetStringReference(*right, key, &rightScratch);
-        }
-    }
-}
-
 bool JsonEncoder::WriteMapMember(const Message& entry) {
     const FieldDescriptor* const key = entry.GetDescriptor()->FindFieldByNumber(1);
     const FieldDescriptor* const value = entry.GetDescriptor()->FindFieldByNumber(2);
@@ -252,22 +229,12 @@ bool JsonEncoder::WriteMapMember(const Message& entry) {
 }
 
 bool JsonEncoder::WriteMap(const Message& parent, const FieldDescriptor* field) {
-    const Reflection* const reflection = parent.GetReflection();
-    std::vector<const Message*> entries;
-    for (int i = 0; i < reflection->FieldSize(parent, field); ++i) {
-        entries.push_back(&reflection->GetRepeatedMessage(parent, field, i));
-    }
-    std::stable_sort(entries.begin(), entries.end(), KeyIsLess);
     bool isFirst = true;
     m_out += '{';
     ++m_level;
-    for (size_t i = 0; i < entries.size(); ++i) {
-        // Of entries with one key the last counts, as for protobuf's own readers.
-        if (i + 1 < entries.size() && !KeyIsLess(entries[i], entries[i + 1])) {
-            continue;
-        }
+    for (const int32_t position : OstraneCommon::MapEntries(parent, field)) {
         BeginMember(isFirst);
-        if (!WriteMapMember(*entries[i])) {
+        if (!WriteMapMember(parent.GetReflection()->GetRepeatedMessage(parent, field, position))) {
             return false;
         }
     }

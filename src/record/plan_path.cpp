@@ -231,6 +231,12 @@ bool IsExtendable(const Descriptor* type) {
     return type->extension_range_count() > 0;
 }
 
+// Whether `type` can hold itself.
+bool IsRecursive(const Descriptor* type) {
+    const std::set<const Descriptor*> types = TypesBelow(type);
+    return types.count(type) > 0 || IsExtendable(type) || std::any_of(types.begin(), types.end(), IsExtendable);
+}
+
 bool HasRequiredField(const Descriptor* type) {
     for (int i = 0; i < type->field_count(); ++i) {
         if (type->field(i)->is_required()) {
@@ -326,15 +332,23 @@ int ResolvePath(const OstraneCommon::StatementPath& path, CompiledStatements& co
                 *selectorStep = static_cast<int>(i);
             }
             type = step.MessageType();
-            depth += step.IsMapValue() ? 2 : 1;
-            if (depth > kMaxRecordDepth) {
-                return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX, step.place,
-                            "the path is deeper than " + std::to_string(kMaxRecordDepth) + " messages");
-            }
+        }
+        depth += (isLast ? 0 : 1) + (step.IsMapValue() ? 1 : 0);
+        if (depth > kMaxRecordDepth) {
+            return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX, step.place,
+                        "the path is deeper than " + std::to_string(kMaxRecordDepth) + " messages");
         }
         out.push_back(std::move(step));
     }
     return 0;
+}
+
+int PathDepth(const PlanPath& path) {
+    int depth = static_cast<int>(path.size());
+    for (const PlanStep& step : path) {
+        depth += step.IsMapValue() ? 1 : 0;
+    }
+    return depth;
 }
 
 bool HasRequiredFields(const Descriptor* type) {
@@ -346,9 +360,10 @@ bool HasRequiredFields(const Descriptor* type) {
                        [](const Descriptor* below) { return HasRequiredField(below) || IsExtendable(below); });
 }
 
-bool IsRecursive(const Descriptor* type) {
-    const std::set<const Descriptor*> types = TypesBelow(type);
-    return types.count(type) > 0 || IsExtendable(type) || std::any_of(types.begin(), types.end(), IsExtendable);
+bool MayNestTooDeep(const Descriptor* type, const PlanPath& path) {
+    // Types that do not hold themselves lie in each other at most once each.
+    const int deepest = static_cast<int>(TypesBelow(type).size()) + 1;
+    return IsRecursive(type) || PathDepth(path) + deepest > kMaxRecordDepth;
 }
 
 }  // namespace OstraneRecord

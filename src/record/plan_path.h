@@ -25,9 +25,14 @@ int ResolvePath(const OstraneCommon::StatementPath& path, CompiledStatements& co
 int ResolveKey(OstraneCommon::Expr* key, const google::protobuf::FieldDescriptor* map, CompiledStatements& compiled,
                int statement, const Place& place, FieldValue& value, int& slot, Failure& failure);
 
-// Whether `type`, or any message type below it, has required fields; whether it can hold itself.
+// How many messages stand in one another from the record to the last one that the path itself makes: a map's value
+// lies in an entry, which is a message too.
+int PathDepth(const PlanPath& path);
+
+// Whether `type`, or any message type below it, has required fields.
 bool HasRequiredFields(const google::protobuf::Descriptor* type);
-bool IsRecursive(const google::protobuf::Descriptor* type);
+// Whether a message of `type` that stands behind `path` may lie deeper than a record may be.
+bool MayNestTooDeep(const google::protobuf::Descriptor* type, const PlanPath& path);
 
 }  // namespace OstraneRecord
 

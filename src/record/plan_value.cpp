@@ -1,5 +1,6 @@
 #include "record/plan_value.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "record/plan_expr.h"
@@ -40,8 +41,19 @@ const google::protobuf::OneofDescriptor* RealOneof(const FieldDescriptor* field)
 
 }  // namespace
 
+int ValueCompiler::DepthOf(const CompiledStatement& statement) {
+    const bool isSplit = statement.form == PlanForm::SetEach;
+    const int tail = PathDepth(statement.tail);
+    return isSplit ? PathDepth(statement.path) + tail : std::max(PathDepth(statement.path), tail);
+}
+
 Place ValueCompiler::PlaceOf(const Expr* node) const {
     return TokenAt(m_compiled.text, node->m_self.m_tokenOffset);
+}
+
+int ValueCompiler::FailTooDeep(const Place& place, const FieldDescriptor* field) {
+    return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX, place,
+                "messages are nested deeper than " + std::to_string(kMaxRecordDepth), "", field);
 }
 
 int ValueCompiler::Whole(Expr* node, const FieldDescriptor* field, ValueNode& out) {
@@ -129,8 +141,7 @@ int ValueCompiler::Message(Expr* node, const FieldDescriptor* field, ValueNode& 
                     isName ? "FROM copies whole messages" : "a message is written {name: value, ..}", field);
     }
     if (m_depth >= kMaxRecordDepth) {
-        return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX, out.place,
-                    "messages are nested deeper than " + std::to_string(kMaxRecordDepth), "", field);
+        return FailTooDeep(out.place, field);
     }
     out.kind = ValueNode::Kind::Message;
     if (node->m_operands == nullptr) {
@@ -215,6 +226,9 @@ int ValueCompiler::Entries(Expr* node, const FieldDescriptor* field, ValueNode& 
             "the value does not fit " + NameOf(field) + ", a map",
             node->m_self.m_type == OstraneCommon::EXPR_NULL ? "CLEAR empties it" : "a map is written {key: value, ..}",
             field);
+    }
+    if (m_depth >= kMaxRecordDepth) {
+        return FailTooDeep(out.place, field);
     }
     out.kind = ValueNode::Kind::Entries;
     if (node->m_operands == nullptr) {

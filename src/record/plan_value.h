@@ -16,7 +16,7 @@ public:
           m_statement(statement),
           m_pElement(element),
           m_failure(failure),
-          m_depth(static_cast<int>(statement.path.size() + statement.tail.size())) {}
+          m_depth(DepthOf(statement)) {}
 
     // A value for the singular field, for the whole repeated field, or for the whole map.
     int Whole(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
@@ -26,6 +26,8 @@ public:
     int Pushed(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
 
 private:
+    static int DepthOf(const CompiledStatement& statement);
+    int FailTooDeep(const Place& place, const google::protobuf::FieldDescriptor* field);
     Place PlaceOf(const OstraneCommon::Expr* node) const;
     int Scalar(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, bool isElement,
                ValueNode& out);

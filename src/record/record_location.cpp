@@ -2,6 +2,8 @@
 
 #include <google/protobuf/descriptor.pb.h>
 
+#include "expr/map_entries.h"
+
 namespace OstraneRecord {
 namespace {
 
@@ -59,7 +61,8 @@ void LocateLast(const Message& message, const PlanStep& step, const PlanParamete
     if (!step.field->is_repeated()) {
         return;
     }
-    location.size = reflection->FieldSize(message, step.field);
+    location.size = step.field->is_map() ? OstraneCommon::CountMapEntries(message, step.field)
+                                         : reflection->FieldSize(message, step.field);
     if (step.subscript == SubscriptKind::Index) {
         location.index = ResolveIndex(parameters.Index(step.index), location.size);
         location.element = location.index >= 0 && step.field->message_type() != nullptr
@@ -125,8 +128,8 @@ Message* Open(Message* base, const PlanPath& path, const PlanParameters& paramet
 int FindEntry(const Message& parent, const FieldDescriptor* map, const FieldValue& key) {
     const Reflection* reflection = parent.GetReflection();
     const FieldDescriptor* keyField = KeyField(map);
-    const int size = reflection->FieldSize(parent, map);
-    for (int i = 0; i < size; ++i) {
+    // From the end: of entries with one key the last counts.
+    for (int i = reflection->FieldSize(parent, map) - 1; i >= 0; --i) {
         if (HasFieldValue(reflection->GetRepeatedMessage(parent, map, i), keyField, key)) {
             return i;
         }
@@ -147,16 +150,19 @@ Message* OpenEntry(Message* parent, const FieldDescriptor* map, const FieldValue
 
 bool RemoveEntry(Message* parent, const FieldDescriptor* map, const FieldValue& key) {
     const Reflection* reflection = parent->GetReflection();
-    const int found = FindEntry(*parent, map, key);
-    if (found < 0) {
-        return false;
+    int found = FindEntry(*parent, map, key);
+    const bool isThere = found >= 0;
+    // One that stands before it would count once it is gone.
+    while (found >= 0) {
+        // The others keep their order, which decides among equal keys.
+        const int last = reflection->FieldSize(*parent, map) - 1;
+        for (int i = found; i < last; ++i) {
+            reflection->SwapElements(parent, map, i, i + 1);
+        }
+        reflection->RemoveLast(parent, map);
+        found = FindEntry(*parent, map, key);
     }
-    const int last = reflection->FieldSize(*parent, map) - 1;
-    if (found != last) {
-        reflection->SwapElements(parent, map, found, last);
-    }
-    reflection->RemoveLast(parent, map);
-    return true;
+    return isThere;
 }
 
 bool HasValue(const Message& message, const FieldDescriptor* field) {

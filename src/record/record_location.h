@@ -60,7 +60,8 @@ RecordLocation Locate(const google::protobuf::Message& base, const PlanPath& pat
 google::protobuf::Message* Open(google::protobuf::Message* base, const PlanPath& path,
                                 const PlanParameters& parameters);
 
-// The entry of a map with this key, -1 when there is none; made when it is not there; removed.
+// The entry of a map with this key, -1 when there is none; made when it is not there; removed. Of several with
+// one key the last counts; all are removed.
 int FindEntry(const google::protobuf::Message& parent, const google::protobuf::FieldDescriptor* map,
               const FieldValue& key);
 google::protobuf::Message* OpenEntry(google::protobuf::Message* parent, const google::protobuf::FieldDescriptor* map,

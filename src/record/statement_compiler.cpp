@@ -308,7 +308,7 @@ int StatementCompiler::CompileFrom(const FieldDescriptor* target, bool isElement
     }
     if (target->message_type() != nullptr) {
         m_out.mayLackRequired = HasRequiredFields(target->message_type());
-        m_out.mayNestDeeper = IsRecursive(target->message_type());
+        m_out.mayNestDeeper = MayNestTooDeep(target->message_type(), m_out.path);
     }
     return CheckSourceType(target);
 }

@@ -1,8 +1,8 @@
 #include "record/statement_executor.h"
 
-#include <algorithm>
 #include <utility>
 
+#include "expr/map_entries.h"
 #include "record/json_encode.h"
 #include "record/plan_expr.h"
 #include "record/plan_path.h"
@@ -233,24 +233,7 @@ int StatementExecutor::RunGetEntries() {
         return ret;
     }
     // The entries come in the order of their keys: how a map keeps them says nothing.
-    const Message& parent = *m_location.parent;
-    const FieldDescriptor* key = m_statement.Field()->message_type()->FindFieldByNumber(1);
-    std::vector<std::pair<FieldValue, int32_t>> keys;
-    for (int i = 0; i < m_location.size; ++i) {
-        const Message& entry = parent.GetReflection()->GetRepeatedMessage(parent, m_statement.Field(), i);
-        keys.emplace_back(ReadFieldValue(entry, key), i);
-    }
-    const bool isSigned =
-        key->cpp_type() == FieldDescriptor::CPPTYPE_INT32 || key->cpp_type() == FieldDescriptor::CPPTYPE_INT64;
-    std::sort(keys.begin(), keys.end(), [isSigned](const auto& a, const auto& b) {
-        if (isSigned) {
-            return static_cast<int64_t>(a.first.bits) < static_cast<int64_t>(b.first.bits);
-        }
-        return a.first.bits != b.first.bits ? a.first.bits < b.first.bits : a.first.text < b.first.text;
-    });
-    for (const auto& entry : keys) {
-        m_result.positions.push_back(entry.second);
-    }
+    m_result.positions = OstraneCommon::MapEntries(*m_location.parent, m_statement.Field());
     m_result.matched = m_location.size;
     const int printed = ElementsToJson();
     m_result.positions.clear();  // an entry has no position

@@ -197,6 +197,13 @@ TEST_F(Resolver, ElementsOfArrays) {
     EXPECT_EQ(m_resolver.MapSize(array), OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE);
 }
 
+TEST_F(Resolver, TheLastEntryOfAKeyCounts) {
+    Read("attrs { key: \"a\" value: 1 } attrs { key: \"b\" value: 2 } attrs { key: \"a\" value: 3 }", m_record);
+    EXPECT_EQ(Show("attrs"), "map of 2");
+    EXPECT_EQ(Show("attrs['a']"), "3");
+    EXPECT_EQ(Calculate("size(attrs)", m_resolver), "2");
+}
+
 TEST_F(Resolver, EntriesOfMaps) {
     ExprVariant map;
     ExprVariant out;

@@ -2,6 +2,7 @@
 #include <google/protobuf/unknown_field_set.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 
 #include "player_record.h"
@@ -42,6 +43,73 @@ TEST(HostileStatements, ALiteralDeeperThanARecordMayBe) {
     }
     EXPECT_EQ(player.Run("PUSH " + path + ".steps = " + half), COMMON_ERR_INVALID_EXPR_SYNTAX);
     EXPECT_EQ(player.Result().error.message, "messages are nested deeper than 100");
+}
+
+// A record of tests/testdata/kinds.proto, which holds itself and has maps.
+class KindsRecord {
+public:
+    KindsRecord() {
+        InputError error;
+        EXPECT_EQ(m_schema.ImportProto("kinds.proto", {OSTRANE_TESTDATA}, error), 0) << error.ToStr();
+        m_type = m_schema.FindType("kinds.All", error);
+        m_message = m_schema.NewRecord(m_type);
+        m_record.m_pMessage = m_message.get();
+    }
+
+    // What fails is told; what succeeds can be read back.
+    std::string Run(const std::string& text) {
+        StatementPlan plan;
+        ExecutionResult result;
+        result.code = StatementPlan::Compile(text, m_type, {}, plan, result.error);
+        if (result.code == 0) {
+            plan.Execute(m_record, {}, result);
+        }
+        std::string bytes;
+        EXPECT_TRUE(m_message->SerializePartialToString(&bytes));
+        EXPECT_TRUE(m_schema.NewRecord(m_type)->ParsePartialFromString(bytes));
+        return result.code == 0 ? "OK" : result.error.message;
+    }
+
+private:
+    Schema m_schema;
+    const google::protobuf::Descriptor* m_type = nullptr;
+    std::unique_ptr<google::protobuf::Message> m_message;
+    ProtobufRecord m_record;
+};
+
+// "inner.inner.inner"
+std::string Inner(int count) {
+    std::string path = "inner";
+    for (int i = 1; i < count; ++i) {
+        path += ".inner";
+    }
+    return path;
+}
+
+TEST(HostileStatements, TheEntryOfAMapIsAMessageToo) {
+    const struct {
+        const char* topic;
+        int fits;  // most steps to the message that holds the map
+        const char* rest;
+        const char* error;
+    } rows[] = {
+        {"a value by its key", 98, ".by_name['a'] = 1", "the path is deeper than 100 messages"},
+        {"a message by its key", 97, ".by_number[1] = {id: 'x'}", "messages are nested deeper than 100"},
+        {"a field of one", 97, ".by_number[1].id = 'x'", "the path is deeper than 100 messages"},
+        {"a map's literal", 98, ".by_name = {'a': 1}", "messages are nested deeper than 100"},
+        {"a map's literal of messages", 97, ".by_number = {1: {id: 'x'}}", "messages are nested deeper than 100"},
+        {"a map in a message's literal", 98, " = {by_name: {'a': 1}}", "messages are nested deeper than 100"},
+        {"a copied value", 98, ".by_name['a'] FROM i32", "the path is deeper than 100 messages"},
+        {"a copied message", 97, ".by_number[1] FROM parts[0]", "the record would be nested deeper than 100 messages"},
+        {"a copied message of one", 97, ".inner FROM list[0]", "the record would be nested deeper than 100 messages"},
+        {"no map at all", 99, " = {i32: 1}", "messages are nested deeper than 100"},
+    };
+    for (const auto& row : rows) {
+        KindsRecord record;
+        ASSERT_EQ(record.Run("SET i32 = 1; PUSH parts = {id: 'p'}; PUSH list = {by_name: {'b': 2}}"), "OK");
+        EXPECT_EQ(record.Run("SET " + Inner(row.fits + 1) + row.rest), row.error) << row.topic;
+        EXPECT_EQ(record.Run("SET " + Inner(row.fits) + row.rest), "OK") << row.topic;
+    }
 }
 
 TEST(HostileStatements, TenMegabytes) {
