@@ -1,5 +1,6 @@
-# What `cmake --install` puts in place: libraries, public headers, the program and the package
-# `Ostrane` with its targets Ostrane::contracts, ::common, ::log, ::expr and ::record.
+# What `cmake --install` puts in place: libraries, public headers, the program with its man page and
+# the shells' completion, and the package `Ostrane` with its targets Ostrane::contracts, ::common,
+# ::log, ::expr and ::record.
 
 include(CMakePackageConfigHelpers)
 
@@ -14,6 +15,10 @@ endforeach()
 install(EXPORT OstraneTargets NAMESPACE Ostrane:: DESTINATION "${packageDir}")
 if(TARGET ostrane)
   install(TARGETS ostrane RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+  set(wordsDir "${PROJECT_BINARY_DIR}/words")
+  install(FILES "${wordsDir}/ostrane.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+  install(FILES "${wordsDir}/ostrane" DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
+  install(FILES "${wordsDir}/_ostrane" DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions")
 endif()
 
 # In the tree a header of src/expr says "common/expr.h", from the root src/. Installed it says

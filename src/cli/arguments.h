@@ -9,7 +9,7 @@
 
 namespace OstraneCli {
 
-enum class Command { Apply, Get, Explain, Codes };
+enum class Command { Apply, Get, Explain, Codes, Completion, Manual, Help };
 enum class LogLevel { Off, Error, Debug };
 
 struct Arguments {

@@ -58,10 +58,9 @@ int Run(int argc, char** argv) {
             return OstraneCli::RunGet(arguments);
         case OstraneCli::Command::Explain:
             return OstraneCli::RunExplain(arguments);
-        case OstraneCli::Command::Codes:
-            break;
+        default:
+            return OstraneCli::RunCodes();
     }
-    return OstraneCli::RunCodes();
 }
 
 }  // namespace

@@ -13,7 +13,7 @@
 namespace {
 
 // In the child: never returns.
-[[noreturn]] void Exec(const std::vector<std::string>& arguments, const std::vector<std::string>& environment,
+[[noreturn]] void Exec(const std::vector<std::string>& command, const std::vector<std::string>& environment,
                        const std::string& folder) {
     std::signal(SIGPIPE, SIG_DFL);
     for (const std::string& entry : environment) {
@@ -27,15 +27,20 @@ namespace {
     if (!folder.empty() && chdir(folder.c_str()) != 0) {
         _exit(126);
     }
-    std::string program = OSTRANE_PROGRAM;
-    std::vector<std::string> copies = arguments;
-    std::vector<char*> argv = {program.data()};
+    std::vector<std::string> copies = command;
+    std::vector<char*> argv;
     for (std::string& argument : copies) {
         argv.push_back(argument.data());
     }
     argv.push_back(nullptr);
-    execv(program.c_str(), argv.data());
+    execvp(argv.front(), argv.data());
     _exit(127);
+}
+
+std::vector<std::string> OstraneWith(const std::vector<std::string>& arguments) {
+    std::vector<std::string> command = {OSTRANE_PROGRAM};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return command;
 }
 
 int WaitFor(pid_t child) {
@@ -103,7 +108,7 @@ Outcome RunOstrane(const std::vector<std::string>& arguments, const Surroundings
             // Only when the reader is gone is the pipe closed for the writer.
             usleep(50000);
         }
-        Exec(arguments, setup.environment, setup.folder);
+        Exec(OstraneWith(arguments), setup.environment, setup.folder);
     }
     close(input[0]);
     close(out[1]);
@@ -117,12 +122,16 @@ Outcome RunOstrane(const std::vector<std::string>& arguments, const Surroundings
     return outcome;
 }
 
-Outcome RunOnTerminal(const std::vector<std::string>& arguments, const std::vector<std::string>& environment) {
+Outcome TypeInto(const std::vector<std::string>& command, const std::string& typed,
+                 const std::vector<std::string>& environment) {
     Outcome outcome;
     int terminal = -1;
     const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
     if (child == 0) {
-        Exec(arguments, environment, std::string());
+        Exec(command, environment, std::string());
+    }
+    if (!typed.empty() && write(terminal, typed.data(), typed.size()) != static_cast<ssize_t>(typed.size())) {
+        outcome.err = "the terminal did not take all that was typed";
     }
     char buffer[4096];
     // The terminal answers EIO when its last user is gone.
@@ -132,4 +141,12 @@ Outcome RunOnTerminal(const std::vector<std::string>& arguments, const std::vect
     close(terminal);
     outcome.status = WaitFor(child);
     return outcome;
+}
+
+Outcome RunOnTerminal(const std::vector<std::string>& arguments, const std::vector<std::string>& environment) {
+    return TypeInto(OstraneWith(arguments), std::string(), environment);
+}
+
+bool HasProgram(const std::string& name) {
+    return std::system(("command -v " + name + " >/dev/null 2>&1").c_str()) == 0;
 }

@@ -25,7 +25,14 @@ struct Surroundings {
 
 Outcome RunOstrane(const std::vector<std::string>& arguments, const Surroundings& setup = Surroundings());
 
-// The same with a terminal as stdout and stderr, whose text is all in `out`, line ends as the terminal has them.
+// Another program, found on PATH, on a terminal into which `typed` is typed.
+Outcome TypeInto(const std::vector<std::string>& command, const std::string& typed,
+                 const std::vector<std::string>& environment = {});
+
+// ostrane with a terminal as stdout and stderr, whose text is all in `out`, line ends as the terminal has them.
 Outcome RunOnTerminal(const std::vector<std::string>& arguments, const std::vector<std::string>& environment = {});
+
+// Whether the program is found on PATH.
+bool HasProgram(const std::string& name);
 
 #endif  // OSTRANE_TESTS_CLI_PROGRAM_H_

@@ -1,6 +1,7 @@
 // The file of --report.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
@@ -75,6 +76,24 @@ TEST(ReportOption, OnStdoutTheRecordGoesElsewhere) {
     EXPECT_EQ(full.status, 2);
     EXPECT_EQ(full.err, std::string(HEAD) + "/dev/full: cannot be written: No space left on device\n");
     EXPECT_EQ(RunOstrane(Player("get", {"--in", in, "--report", folder.At("none/r"), "GET scores"})).status, 2);
+}
+
+TEST(ReportOption, NeverWritesOverWhatIsRead) {
+    TempFolder folder;
+    const std::string in = folder.Write("a.json", RECORD);
+    const std::string file = folder.Write("s.txt", "CLEAR scores");
+    std::filesystem::create_hard_link(in, folder.At("b.json"));
+    const std::string rows[][2] = {
+        {in, in}, {folder.At("b.json"), in}, {file, file}, {folder.At("c.json"), folder.At("c.json")}};
+    for (const auto& row : rows) {
+        const Outcome outcome =
+            RunOstrane(Player("apply", {"--in", in, "--out", folder.At("c.json"), "--file", file, "--report", row[0]}));
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.err, "ostrane: --report would write over '" + row[1] + "'\n");
+        EXPECT_EQ(folder.Read("a.json"), RECORD);
+        EXPECT_EQ(folder.Read("s.txt"), "CLEAR scores");
+        EXPECT_FALSE(std::filesystem::exists(folder.At("c.json")));
+    }
 }
 
 }  // namespace
