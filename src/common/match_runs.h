@@ -32,19 +32,66 @@ namespace OstraneCommon {
 constexpr size_t MATCH_WORD_BITS = 64;
 constexpr uint64_t ALL_MATCH = ~uint64_t{0};
 
+// The position of the lowest bit that is set; `word` must not be 0.
+inline size_t LowestBit(uint64_t word) {
+    return static_cast<size_t>(__builtin_ctzll(word));
+}
+
+#if !OSTRANE_HAS_MATCH_WORDS
+// Where the marks of a word begin. The mask takes a bit that no size reaches: compilers see by it that the
+// place is not negative, and so that the marks of one word share one word of storage.
+inline std::ptrdiff_t WordBegin(size_t wordIndex) {
+    return static_cast<std::ptrdiff_t>(wordIndex * MATCH_WORD_BITS & PTRDIFF_MAX);
+}
+
+// All 64 marks of a word, taken together in one expression, behind which compilers may find the word itself.
+template <size_t... Bits>
+uint64_t ReadBits(const std::vector<bool>& marks, size_t wordIndex, std::index_sequence<Bits...> /*bits*/) {
+    const std::vector<bool>::const_iterator begin = marks.begin() + WordBegin(wordIndex);
+    return ((static_cast<uint64_t>(begin[Bits]) << Bits) | ...);
+}
+#endif
+
 // Marks 64 * wordIndex .. 64 * wordIndex + 63, the lowest in bit 0; bits beyond the end are 0.
 inline uint64_t MatchWord(const std::vector<bool>& marks, size_t wordIndex) {
-    const size_t begin = wordIndex * MATCH_WORD_BITS;
-    const size_t size = std::min(marks.size() - begin, MATCH_WORD_BITS);
+    const size_t size = std::min(marks.size() - wordIndex * MATCH_WORD_BITS, MATCH_WORD_BITS);
 #if OSTRANE_HAS_MATCH_WORDS
     const uint64_t word = marks.begin()._M_p[wordIndex];
     return size == MATCH_WORD_BITS ? word : word & ((uint64_t{1} << size) - 1);
 #else
+    if (size == MATCH_WORD_BITS) {
+        return ReadBits(marks, wordIndex, std::make_index_sequence<MATCH_WORD_BITS>());
+    }
+    const std::vector<bool>::const_iterator begin = marks.begin() + WordBegin(wordIndex);
     uint64_t word = 0;
     for (size_t bit = 0; bit < size; ++bit) {
-        word |= static_cast<uint64_t>(marks[begin + bit]) << bit;
+        word |= static_cast<uint64_t>(begin[static_cast<std::ptrdiff_t>(bit)]) << bit;
     }
     return word;
+#endif
+}
+
+// Sets, of the marks of a word, those of the bits that are set in `bits`; none lies beyond the end.
+inline void AddMarks(std::vector<bool>& marks, size_t wordIndex, uint64_t bits) {
+#if OSTRANE_HAS_MATCH_WORDS
+    marks.begin()._M_p[wordIndex] |= bits;
+#else
+    const std::vector<bool>::iterator begin = marks.begin() + WordBegin(wordIndex);
+    for (; bits != 0; bits &= bits - 1) {
+        begin[static_cast<std::ptrdiff_t>(LowestBit(bits))] = true;
+    }
+#endif
+}
+
+// The same, but clears them.
+inline void RemoveMarks(std::vector<bool>& marks, size_t wordIndex, uint64_t bits) {
+#if OSTRANE_HAS_MATCH_WORDS
+    marks.begin()._M_p[wordIndex] &= ~bits;
+#else
+    const std::vector<bool>::iterator begin = marks.begin() + WordBegin(wordIndex);
+    for (; bits != 0; bits &= bits - 1) {
+        begin[static_cast<std::ptrdiff_t>(LowestBit(bits))] = false;
+    }
 #endif
 }
 
@@ -59,57 +106,44 @@ public:
 
     // Marks begin .. end - 1, which lie inside and are at least one.
     void Mark(size_t begin, size_t end) {
-#if OSTRANE_HAS_MATCH_WORDS
         const size_t first = begin / MATCH_WORD_BITS;
         const size_t last = (end - 1) / MATCH_WORD_BITS;
-        if (first != m_wordIndex) {
-            Flush();
-            m_wordIndex = first;
-            m_word = 0;
-        }
         const uint64_t lastBits = ALL_MATCH >> (MATCH_WORD_BITS - 1 - (end - 1) % MATCH_WORD_BITS);
+        GoTo(first);
         m_word |= ALL_MATCH << (begin % MATCH_WORD_BITS) & (first == last ? lastBits : ALL_MATCH);
-        if (first != last) {
-            Flush();
-            unsigned long* const words = m_marks.begin()._M_p;
-            std::fill(words + first + 1, words + last, ALL_MATCH);
-            m_wordIndex = last;
-            m_word = lastBits;
+        if (first == last) {
+            return;
         }
-#else
-        std::fill(m_marks.begin() + static_cast<std::ptrdiff_t>(begin),
-                  m_marks.begin() + static_cast<std::ptrdiff_t>(end), true);
-#endif
+        GoTo(last);
+        m_word = lastBits;
+        std::fill(m_marks.begin() + static_cast<std::ptrdiff_t>((first + 1) * MATCH_WORD_BITS),
+                  m_marks.begin() + static_cast<std::ptrdiff_t>(last * MATCH_WORD_BITS), true);
     }
 
     // Marks one position.
     void Mark(size_t position) {
-#if OSTRANE_HAS_MATCH_WORDS
-        if (position / MATCH_WORD_BITS != m_wordIndex) {
-            Flush();
-            m_wordIndex = position / MATCH_WORD_BITS;
-            m_word = 0;
-        }
+        GoTo(position / MATCH_WORD_BITS);
         m_word |= uint64_t{1} << (position % MATCH_WORD_BITS);
-#else
-        m_marks[position] = true;
-#endif
     }
 
 private:
-    void Flush() {
-#if OSTRANE_HAS_MATCH_WORDS
-        if (m_word != 0) {
-            m_marks.begin()._M_p[m_wordIndex] |= m_word;
+    void GoTo(size_t wordIndex) {
+        if (wordIndex != m_wordIndex) {
+            Flush();
+            m_wordIndex = wordIndex;
+            m_word = 0;
         }
-#endif
+    }
+
+    void Flush() {
+        if (m_word != 0) {
+            AddMarks(m_marks, m_wordIndex, m_word);
+        }
     }
 
     std::vector<bool>& m_marks;
-#if OSTRANE_HAS_MATCH_WORDS
     size_t m_wordIndex = 0;
     uint64_t m_word = 0;
-#endif
 };
 
 // The number of marks.
@@ -119,11 +153,6 @@ inline size_t CountMatches(const std::vector<bool>& marks) {
         count += static_cast<size_t>(__builtin_popcountll(MatchWord(marks, begin / MATCH_WORD_BITS)));
     }
     return count;
-}
-
-// The position of the lowest bit that is set; `word` must not be 0.
-inline size_t LowestBit(uint64_t word) {
-    return static_cast<size_t>(__builtin_ctzll(word));
 }
 
 // Calls visit(i) for every marked i at or above `begin`, ascending, until it returns false. Returns

@@ -49,6 +49,25 @@ int CheckArray(const ExprVariant& arrayVar, std::string& errmsg) {
     return 0;
 }
 
+// Marks the ranges at the front of range .. end that are lone positions of the array, each at `previousEnd`
+// or above, and sets `previousEnd` to behind the last of them. Returns the range that it stopped at.
+//
+//   (1,1) (3,3) (4,6)  ->  marks 1 and 3, stops at (4,6)
+const std::pair<int32_t, int32_t>* MarkLonePositions(const std::pair<int32_t, int32_t>* range,
+                                                     const std::pair<int32_t, int32_t>* end, int size,
+                                                     MatchMarker& marker, int& previousEnd) {
+    int next = previousEnd;
+    // One comparison without sign sees to both ends.
+    while (range != end && range->first == range->second &&
+           static_cast<uint32_t>(range->first) - static_cast<uint32_t>(next) < static_cast<uint32_t>(size - next)) {
+        marker.Mark(static_cast<size_t>(range->first));
+        next = range->first + 1;
+        ++range;
+    }
+    previousEnd = next;
+    return range;
+}
+
 // Marks the elements that the ranges select; no range at all selects every element. Sets how many they
 // are, and the lowest of them when there is one.
 void MarkRanges(const IndexRangeList& ranges, int size, std::vector<bool>& marks, int& matchCount, int& minMatch) {
@@ -65,19 +84,23 @@ void MarkRanges(const IndexRangeList& ranges, int size, std::vector<bool>& marks
     int previousEnd = 0;
     {
         MatchMarker marker(marks);
-        for (const std::pair<int32_t, int32_t>& range : ranges) {
-            ElementRun run = {range.first, range.second};
+        const std::pair<int32_t, int32_t>* range = ranges.data();
+        const std::pair<int32_t, int32_t>* const end = range + ranges.size();
+        while (range != end) {
             // Lists of lone positions are the long ones.
-            if (range.first == range.second && static_cast<uint32_t>(range.first) < static_cast<uint32_t>(size)) {
-                marker.Mark(static_cast<size_t>(range.first));
-                ++run.end;
-            } else {
-                run = ClipRange(range, size);
-                if (run.begin == run.end) {
-                    continue;
-                }
-                marker.Mark(static_cast<size_t>(run.begin), static_cast<size_t>(run.end));
+            const std::pair<int32_t, int32_t>* const lone = range;
+            range = MarkLonePositions(range, end, size, marker, previousEnd);
+            if (range != lone) {
+                total += range - lone;
+                lowest = std::min(lowest, lone->first);
+                continue;
             }
+            const ElementRun run = ClipRange(*range, size);
+            ++range;
+            if (run.begin == run.end) {
+                continue;
+            }
+            marker.Mark(static_cast<size_t>(run.begin), static_cast<size_t>(run.end));
             total += run.end - run.begin;
             isAscending &= run.begin >= previousEnd;
             previousEnd = run.end;
@@ -87,17 +110,6 @@ void MarkRanges(const IndexRangeList& ranges, int size, std::vector<bool>& marks
     // Only runs that may overlap need the marks counted.
     matchCount = static_cast<int>(isAscending ? total : static_cast<int64_t>(CountMatches(marks)));
     minMatch = lowest < size ? lowest : minMatch;
-}
-
-void StoreWord(std::vector<bool>& marks, size_t wordIndex, uint64_t word) {
-#if OSTRANE_HAS_MATCH_WORDS
-    marks.begin()._M_p[wordIndex] = word;
-#else
-    const size_t begin = wordIndex * MATCH_WORD_BITS;
-    for (size_t i = begin; i < std::min(begin + MATCH_WORD_BITS, marks.size()); ++i) {
-        marks[i] = (word >> (i - begin) & 1) != 0;
-    }
-#endif
 }
 
 // Of the elements begin + i of the bits i of `word`, those for which the condition is true.
@@ -132,10 +144,11 @@ int FilterMarks(const BoundProgram& program, EvalContext& context, std::vector<b
     minMatch = -1;
     for (size_t wordIndex = first; wordIndex * MATCH_WORD_BITS < marks.size(); ++wordIndex) {
         const size_t begin = wordIndex * MATCH_WORD_BITS;
-        uint64_t word = MatchWord(marks, wordIndex);
-        if (word == 0) {
+        const uint64_t marked = MatchWord(marks, wordIndex);
+        if (marked == 0) {
             continue;
         }
+        uint64_t word = marked;
         if (program.mask != nullptr) {
             const size_t count = std::min(MATCH_WORD_BITS, marks.size() - begin);
             word &= program.mask->Mask(context.selfReader->Scalars(), static_cast<int>(begin), static_cast<int>(count));
@@ -145,7 +158,7 @@ int FilterMarks(const BoundProgram& program, EvalContext& context, std::vector<b
                 return ret;
             }
         }
-        StoreWord(marks, wordIndex, word);
+        RemoveMarks(marks, wordIndex, marked & ~word);
         matchCount += __builtin_popcountll(word);
         if (minMatch < 0 && word != 0) {
             minMatch = static_cast<int>(begin + LowestBit(word));

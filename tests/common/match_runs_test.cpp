@@ -6,12 +6,14 @@
 
 namespace {
 
+using OstraneCommon::AddMarks;
 using OstraneCommon::CountMatches;
 using OstraneCommon::ForEachMatch;
 using OstraneCommon::ForEachUnmarked;
 using OstraneCommon::MatchMarker;
 using OstraneCommon::MatchWord;
 using OstraneCommon::MoveUnmarkedDown;
+using OstraneCommon::RemoveMarks;
 
 std::vector<bool> Marks(const std::string& bits) {
     std::vector<bool> marks;
@@ -41,6 +43,79 @@ TEST(MatchWord, BitsBeyondTheEndAreZero) {
     marks.resize(66);
     EXPECT_EQ(MatchWord(marks, 0), ~uint64_t{0});
     EXPECT_EQ(MatchWord(marks, 1), uint64_t{3});
+}
+
+// Sizes before, at and behind the ends of words.
+const size_t BORDER_SIZES[] = {1, 63, 64, 65, 127, 128, 129, 200};
+
+TEST(MatchWord, TellsEveryMarkOfEveryWord) {
+    for (const size_t size : BORDER_SIZES) {
+        for (size_t position = 0; position < size; ++position) {
+            std::vector<bool> marks(size);
+            marks[position] = true;
+            for (size_t word = 0; word * 64 < size; ++word) {
+                const uint64_t expected = position / 64 == word ? uint64_t{1} << (position % 64) : 0;
+                ASSERT_EQ(MatchWord(marks, word), expected) << position << " of " << size;
+            }
+        }
+    }
+}
+
+TEST(MatchWord, AddsAndRemovesMarksOfItsWordAlone) {
+    constexpr uint64_t ADDED = 0x8000000000000005;
+    std::vector<bool> marks(192);
+    AddMarks(marks, 1, ADDED);
+    AddMarks(marks, 1, 2);
+    EXPECT_EQ(MatchWord(marks, 0), 0U);
+    EXPECT_EQ(MatchWord(marks, 1), ADDED | 2U);
+    EXPECT_EQ(MatchWord(marks, 2), 0U);
+    marks.assign(192, true);
+    RemoveMarks(marks, 1, ADDED);
+    EXPECT_EQ(MatchWord(marks, 0), ~uint64_t{0});
+    EXPECT_EQ(MatchWord(marks, 1), ~ADDED);
+    EXPECT_EQ(MatchWord(marks, 2), ~uint64_t{0});
+}
+
+TEST(MatchWord, AddsAndRemovesMarksOfTheLastWord) {
+    std::vector<bool> marks(66);
+    AddMarks(marks, 1, 3);
+    EXPECT_EQ(CountMatches(marks), 2U);
+    RemoveMarks(marks, 1, 2);
+    EXPECT_EQ(CountMatches(marks), 1U);
+    EXPECT_TRUE(marks[64]);
+}
+
+TEST(MatchMarker, EveryRunAcrossWords) {
+    for (const size_t size : BORDER_SIZES) {
+        for (size_t begin = 0; begin < size; ++begin) {
+            for (size_t end = begin + 1; end <= size; ++end) {
+                std::vector<bool> marks(size);
+                {
+                    MatchMarker marker(marks);
+                    marker.Mark(begin, end);
+                }
+                std::vector<bool> expected(size);
+                std::fill(expected.begin() + static_cast<std::ptrdiff_t>(begin),
+                          expected.begin() + static_cast<std::ptrdiff_t>(end), true);
+                ASSERT_EQ(marks, expected) << begin << " to " << end << " of " << size;
+            }
+        }
+    }
+}
+
+// Words that were left keep their marks when they are marked again.
+TEST(MatchMarker, ComesBackToAWord) {
+    std::vector<bool> marks(200);
+    {
+        MatchMarker marker(marks);
+        marker.Mark(5);
+        marker.Mark(70);
+        marker.Mark(6);
+        marker.Mark(60, 130);
+        marker.Mark(7);
+    }
+    EXPECT_EQ(Matches(marks, 0).size(), 73U);
+    EXPECT_TRUE(marks[5] && marks[6] && marks[7] && marks[70]);
 }
 
 TEST(MatchMarker, MarksRunsAndPositions) {

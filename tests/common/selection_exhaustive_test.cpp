@@ -135,7 +135,7 @@ public:
         }
     }
 
-    // Every set of positions, as the ranges of a list.
+    // Every set of positions, as a list of ranges that goes down and as one that goes up.
     void CheckMasks(Message* message, Message* other, Message* scratch, const FieldDescriptor* fieldDesc) {
         for (int size = 0; size <= MAX_SIZE; ++size) {
             for (int mask = 1; mask < (1 << size); ++mask) {
@@ -148,6 +148,11 @@ public:
                     }
                 }
                 SCOPED_TRACE("size " + std::to_string(size) + " mask " + std::to_string(mask));
+                CheckSelection(message, other, scratch, fieldDesc, size, ranges, nullptr, expected);
+                if (HasFatalFailure()) {
+                    return;
+                }
+                std::reverse(ranges.begin(), ranges.end());
                 CheckSelection(message, other, scratch, fieldDesc, size, ranges, nullptr, expected);
                 if (HasFatalFailure()) {
                     return;

@@ -27,7 +27,8 @@ bool IsInRange(std::pair<int32_t, int32_t> range, int size, int index) {
     return first <= index && index <= last;
 }
 
-std::string Expected(const IndexRangeList& ranges, int size) {
+// The elements in the ranges whose value, which is their position, lies below `limit`.
+std::string Expected(const IndexRangeList& ranges, int size, int limit = std::numeric_limits<int>::max()) {
     std::vector<bool> marks;
     int count = 0;
     int first = 99;
@@ -36,6 +37,7 @@ std::string Expected(const IndexRangeList& ranges, int size) {
         for (const auto& range : ranges) {
             isIn = isIn || IsInRange(range, size, i);
         }
+        isIn = isIn && i < limit;
         marks.push_back(isIn);
         count += isIn ? 1 : 0;
         first = isIn && first == 99 ? i : first;
@@ -85,6 +87,47 @@ TEST_F(Ranges, EveryTwoPairsOverSmallArrays) {
     }
 }
 
+// Lone positions are marked many at once: every list of three of them, in and out of order, twice, from
+// the end, and outside the array, with a run behind or before them.
+TEST_F(Ranges, EveryThreeLonePositions) {
+    for (int size = 0; size <= 4; ++size) {
+        Resize(size);
+        for (int code = 0; code < 11 * 11 * 11; ++code) {
+            const int a = code % 11 - 5;
+            const int b = code / 11 % 11 - 5;
+            const int c = code / 121 - 5;
+            IndexRangeList ranges{{a, a}, {b, b}, {c, c}};
+            ASSERT_EQ(FindAll(ranges), Expected(ranges, size)) << size << ": " << code;
+            ranges.push_back({1, 2});
+            ASSERT_EQ(FindAll(ranges), Expected(ranges, size)) << size << ": " << code << " and a run";
+            std::rotate(ranges.begin(), ranges.begin() + 3, ranges.end());
+            ASSERT_EQ(FindAll(ranges), Expected(ranges, size)) << size << ": a run and " << code;
+        }
+    }
+}
+
+TEST_F(Ranges, LonePositionsAroundTheEndsOfWords) {
+    for (const int size : {63, 64, 65, 127, 128, 129}) {
+        Resize(size);
+        IndexRangeList ascending;
+        IndexRangeList odd;
+        for (int i = 0; i <= size; ++i) {
+            ascending.push_back({i, i});
+            if (i % 2 != 0) {
+                odd.push_back({i, i});
+            }
+        }
+        const IndexRangeList descending(ascending.rbegin(), ascending.rend());
+        IndexRangeList mixed = odd;
+        mixed.insert(mixed.end(), {{-size, -size}, {62, 65}, {0, 0}, {-1, -1}, {size + 9, size + 9}, {60, 60}});
+        mixed.insert(mixed.end(), odd.begin(), odd.end());
+        for (const IndexRangeList& ranges : {ascending, descending, odd, mixed}) {
+            EXPECT_EQ(FindAll(ranges), Expected(ranges, size));
+            EXPECT_EQ(Find("$ * 1 < 64", m_record, "i32s", ranges), Expected(ranges, size, 64));
+        }
+    }
+}
+
 TEST_F(Ranges, LimitsOf32Bits) {
     constexpr int32_t SMALLEST = std::numeric_limits<int32_t>::min();
     constexpr int32_t LARGEST = std::numeric_limits<int32_t>::max();
@@ -94,6 +137,9 @@ TEST_F(Ranges, LimitsOf32Bits) {
         for (const int32_t last : ends) {
             const IndexRangeList ranges{{first, last}};
             EXPECT_EQ(FindAll(ranges), Expected(ranges, 5)) << first << ".." << last;
+            // Behind a range that leaves the search in the middle of the array.
+            const IndexRangeList two{{2, 2}, {first, last}};
+            EXPECT_EQ(FindAll(two), Expected(two, 5)) << "2 and " << first << ".." << last;
         }
     }
 }
