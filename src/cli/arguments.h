@@ -38,6 +38,8 @@ struct Arguments {
     bool positions = false;
     std::string report;  // empty: none; "-": stdout
     bool keepGoing = false;
+    int threads = 1;
+    bool hasProgress = true;  // where there is a terminal to show it
     LogLevel log = LogLevel::Off;
 
     bool WritesFile() const { return inPlace || !outFile.empty(); }

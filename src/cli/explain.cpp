@@ -7,6 +7,7 @@
 #include "expr/statement.h"
 #include "record/output_file.h"
 #include "record/statement_result.h"
+#include "record_worker.h"
 #include "run.h"
 #include "session.h"
 #include "terminal.h"
@@ -14,7 +15,6 @@
 namespace OstraneCli {
 
 using OstraneCommon::Expr;
-using OstraneRecord::ExecutionResult;
 using OstraneRecord::InputError;
 using OstraneRecord::StatementResult;
 
@@ -75,39 +75,53 @@ std::string ShowResult(const StatementResult& result) {
     return out + "\n";
 }
 
-// What would happen to each record; none of them is kept.
-int ExplainRecords(Session& session, OstraneRecord::OutputFile& out) {
-    for (;;) {
-        bool hasRecord = false;
-        int status = session.Next(hasRecord);
-        if (status != EXIT_DONE || !hasRecord) {
-            return status;
-        }
-        bool isWanted = true;
-        ExecutionResult result;
-        std::string text = session.Reader().Place() + "\n";
-        status = session.Decode();
-        if (status == EXIT_DONE) {
-            status = session.IsWanted(isWanted);
-        }
-        if (status == EXIT_DONE && isWanted) {
-            status = session.Execute(result);
-        }
-        if (status != EXIT_DONE) {
-            return status;
-        }
-        if (!isWanted) {
-            text += "  not chosen by --where\n";
-        }
-        for (const StatementResult& statement : result.statements) {
+// What would happen to the record.
+int ExplainRecord(RecordWorker& worker, const OstraneRecord::RawRecord& record, std::string& text,
+                  std::vector<Notice>& notices) {
+    bool isWanted = true;
+    int status = worker.Decode(record, notices);
+    if (status == EXIT_DONE) {
+        status = worker.IsWanted(record, isWanted, notices);
+    }
+    if (status == EXIT_DONE && !isWanted) {
+        text += "  not chosen by --where\n";
+        return status;
+    }
+    if (status == EXIT_DONE) {
+        status = worker.Execute(record, notices);
+    }
+    if (status == EXIT_DONE) {
+        for (const StatementResult& statement : worker.Result().statements) {
             text += ShowResult(statement);
         }
-        InputError error;
+    }
+    return status;
+}
+
+// None of the records is kept.
+int ExplainRecords(const Arguments& arguments, Session& session, OstraneRecord::OutputFile& out) {
+    RecordWorker worker(arguments, session, Wanted());
+    OstraneRecord::RecordReader& reader = session.Reader();
+    InputError error;
+    for (bool hasRecord = false; reader.Next(hasRecord, error) == 0;) {
+        if (!hasRecord) {
+            return EXIT_DONE;
+        }
+        const OstraneRecord::RawRecord record = reader.Current();
+        std::string text = reader.Place(record) + "\n";
+        std::vector<Notice> notices;
+        const int status = ExplainRecord(worker, record, text, notices);
+        if (status != EXIT_DONE) {
+            notices.back().Print();
+            return status;
+        }
         if (out.Write(text, error) != 0) {
-            PrintInputError(error);
+            PrintOutputError(out, error);
             return EXIT_NOT_POSSIBLE;
         }
     }
+    PrintInputError(error);
+    return EXIT_NOT_POSSIBLE;
 }
 
 }  // namespace
@@ -122,10 +136,10 @@ int RunExplain(const Arguments& arguments) {
     InputError error;
     out.UseDescriptor(STDOUT_FILENO, "standard output");
     if (out.Write(ShowPlan(session), error) == 0 && arguments.hasInput) {
-        status = ExplainRecords(session, out);
+        status = ExplainRecords(arguments, session, out);
     }
     if (error.code != 0 || out.Commit(error) != 0) {
-        PrintInputError(error);
+        PrintOutputError(out, error);
         return EXIT_NOT_POSSIBLE;
     }
     return status;

@@ -30,6 +30,7 @@ void SilenceProtobuf() {
 // An unfinished file beside the target is of no use to anyone; then the signal does what it always does.
 extern "C" void RemoveFilesAndEnd(int signalNumber) {
     OstraneRecord::OutputFile::RemoveTemporaryFiles();
+    OstraneCli::ClearStatusInSignal();
     std::signal(signalNumber, SIG_DFL);
     std::raise(signalNumber);
 }

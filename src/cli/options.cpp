@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <map>
 
+#include "common/string_util.h"
 #include "expr/name_hint.h"
 
 namespace OstraneCli {
@@ -12,6 +13,8 @@ const char EXIT_STATUS_TEXT[] =
     "that cannot be written.";
 
 namespace {
+
+constexpr int MAX_THREADS = 256;
 
 constexpr char MAIN_FOOTER[] = R"(Examples:
   ostrane apply --proto player.proto --type demo.Player --in player.json 'PUSH scores[1] = 7'
@@ -131,11 +134,25 @@ void AddStatementOptions(CLI::App& app, Arguments& arguments, const char* name) 
     SetKind(log->default_str("off"), "LEVEL", group);
 }
 
+std::string ThreadsFault(const std::string& written) {
+    int threads = 0;
+    return StringToInt<int>(written, threads, MAX_THREADS, 1)
+               ? std::string()
+               : "takes a number from 1 to " + std::to_string(MAX_THREADS) + ", not '" + written + "'";
+}
+
 void AddRunOptions(CLI::App& app, Arguments& arguments) {
     const char* const group = "Options";
     AddValue(app, "--report", arguments.report, "FILE",
              "Write what each statement did to each record, as JSON lines; - is stdout", group);
     app.add_flag("--keep-going", arguments.keepGoing, "Pass over a record that fails, and go on");
+    CLI::Option* const threads = app.add_option("--threads", arguments.threads,
+                                                "How many threads take the records of a stream; their order stays");
+    SetKind(threads->default_str("1"), "N", group);
+    threads->check(ThreadsFault);
+    app.add_flag_callback(
+        "--no-progress", [&arguments] { arguments.hasProgress = false; },
+        "Show no progress of a long stream on stderr");
     CLI::Option* const names = app.add_option_function<std::string>(
         "--json-names", [&arguments](const std::string& written) { arguments.camelNames = written == "camel"; },
         "The names in JSON output: proto (the schema's) or camel");

@@ -1,27 +1,22 @@
-// Takes the records of the input one after the other through the statements to where they go.
+// Takes the records of the input through the statements to where they go, in their order.
 #ifndef OSTRANE_CLI_RECORD_LOOP_H_
 #define OSTRANE_CLI_RECORD_LOOP_H_
 
+#include <atomic>
+#include <condition_variable>
 #include <cstdint>
+#include <memory>
+#include <mutex>
 #include <string>
 
 #include "arguments.h"
+#include "progress.h"
 #include "record/output_file.h"
+#include "record_worker.h"
 #include "report.h"
 #include "session.h"
 
 namespace OstraneCli {
-
-// What a run did, for its summary.
-struct Totals {
-    int64_t records = 0;
-    int64_t matched = 0;
-    int64_t changed = 0;
-    int64_t failed = 0;
-
-    // "records 3, matched 5, changed 2, failed 0".
-    std::string Show() const;
-};
 
 // What becomes of a record and of what is selected in it.
 struct Destinations {
@@ -30,11 +25,29 @@ struct Destinations {
     Report* report = nullptr;                       // never null
 };
 
-// For one run.
+// Wakes a thread that waits for input: a pipe without data whose other end is closed.
+class StopSignal {
+public:
+    StopSignal() = default;
+    ~StopSignal();
+    StopSignal(const StopSignal&) = delete;
+    StopSignal& operator=(const StopSignal&) = delete;
+
+    bool Open();
+    int WaitingEnd() const { return m_ends[0]; }
+    void Wake() { Close(m_ends[1]); }
+
+private:
+    static void Close(int& end);
+
+    int m_ends[2] = {-1, -1};
+};
+
+// For one run. Every thread reads some records, works on them, and waits for its turn to write: what is held
+// in memory is one batch a thread, whatever the length of the input.
 class RecordLoop {
 public:
-    RecordLoop(const Arguments& arguments, Session& session, const Destinations& destinations)
-        : m_arguments(arguments), m_session(session), m_to(destinations) {}
+    RecordLoop(const Arguments& arguments, Session& session, const Destinations& destinations);
 
     // Returns an exit status, everything that went wrong told. EXIT_STATEMENT_FAILED also when failing
     // records were passed over, as --keep-going asks: HasStopped tells the two apart.
@@ -43,23 +56,38 @@ public:
     const Totals& Sums() const { return m_totals; }
 
 private:
-    int TakeRecord();
-    int FailRecord(int status);
-    int PassThrough();
-    int PrintElements(const OstraneRecord::ExecutionResult& result);
-    int EncodeChanged(OstraneRecord::ExecutionResult& result, std::string& bytes);
-    int WriteRecord();
-    int Encode(std::string& bytes);
-    int Write(OstraneRecord::OutputFile& out, const std::string& bytes);
-    std::string PositionPrefix(const OstraneRecord::StatementResult& statement, size_t index) const;
+    void StartProgress();
+    void RunGuarded(void (RecordLoop::*body)());
+    void RunAlone();
+    void RunThreads();
+    void Work();
+    void Read(bool isShared, RecordBatch& batch);
+    void Emit(const RecordBatch& batch);
+    int Write(OstraneRecord::OutputFile* out, const std::string& bytes);
+    void Stop(int status);
+    void ShowProgress(uint64_t offset);
 
     const Arguments& m_arguments;
     Session& m_session;
     Destinations m_to;
+    Wanted m_wanted;
+
+    // Of the reader's end, under m_readMutex where threads meet.
+    std::mutex m_readMutex;
+    bool m_isAtEnd = false;
+    uint64_t m_nextTurn = 0;
+
+    // Of the writer's end, under m_writeMutex.
+    std::mutex m_writeMutex;
+    std::condition_variable m_turnChanged;
+    uint64_t m_turn = 0;  // of the batch that may be written
     Totals m_totals;
-    bool m_hasStopped = false;
-    bool m_isDecoded = false;  // the current record, and as it came: it can be written in another format
+    int m_status = EXIT_DONE;
     bool m_hasToldUnknown = false;
+    std::unique_ptr<Progress> m_pProgress;  // null: none is shown
+
+    std::atomic<bool> m_hasStopped{false};
+    StopSignal m_stop;
 };
 
 }  // namespace OstraneCli

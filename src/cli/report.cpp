@@ -37,25 +37,17 @@ int Report::Open() {
     return EXIT_DONE;
 }
 
-int Report::Write(const std::string& line) {
+int Report::Add(const std::string& lines) {
     InputError error;
-    if (m_out.Write(line + "\n", error) != 0) {
+    if (m_descriptor >= 0 && m_out.Write(lines, error) != 0) {
         PrintInputError(error);
         return EXIT_NOT_POSSIBLE;
     }
     return EXIT_DONE;
 }
 
-int Report::Add(int64_t record, const OstraneRecord::ExecutionResult& result) {
-    int status = EXIT_DONE;
-    for (size_t i = 0; m_descriptor >= 0 && i < result.statements.size() && status == EXIT_DONE; ++i) {
-        status = Write(OstraneRecord::ReportLine(record, result.statements[i]));
-    }
-    return status;
-}
-
 int Report::Add(const OstraneRecord::StatementError& error, const std::string& statements) {
-    return m_descriptor < 0 ? EXIT_DONE : Write(OstraneRecord::ReportLine(0, error, statements));
+    return Add(OstraneRecord::ReportLine(0, error, statements) + "\n");
 }
 
 int Report::Finish() {

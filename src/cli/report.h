@@ -2,7 +2,6 @@
 #ifndef OSTRANE_CLI_REPORT_H_
 #define OSTRANE_CLI_REPORT_H_
 
-#include <cstdint>
 #include <string>
 
 #include "arguments.h"
@@ -22,14 +21,15 @@ public:
 
     // Begins the file anew: what a run reports stands alone.
     int Open();
-    int Add(int64_t record, const OstraneRecord::ExecutionResult& result);
+    bool IsOpen() const { return m_descriptor >= 0; }
+    bool IsTerminal() const { return m_out.IsTerminal(); }
+    // Lines, each with its end.
+    int Add(const std::string& lines);
     // Of statements that do not compile.
     int Add(const OstraneRecord::StatementError& error, const std::string& statements);
     int Finish();
 
 private:
-    int Write(const std::string& line);
-
     const std::string& m_path;
     int m_descriptor = -1;
     OstraneRecord::OutputFile m_out;

@@ -49,7 +49,7 @@ int Finish(OutputFile& out, int status) {
     if (out.Commit(error) == 0) {
         return status;
     }
-    PrintInputError(error);
+    PrintOutputError(out, error);
     return status == EXIT_DONE || status == EXIT_STATEMENT_FAILED ? EXIT_NOT_POSSIBLE : status;
 }
 
@@ -84,7 +84,7 @@ int RunApply(const Arguments& arguments) {
     to.report = &report;
     to.records = arguments.dryRun ? nullptr : &records;
     const bool isStdoutFree = (arguments.WritesFile() || arguments.dryRun) && arguments.report != "-";
-    to.elements = isStdoutFree ? &elements : nullptr;
+    to.elements = isStdoutFree && HasElements(session.Plan()) ? &elements : nullptr;
 
     RecordLoop loop(arguments, session, to);
     status = loop.Run();
@@ -96,6 +96,9 @@ int RunApply(const Arguments& arguments) {
     const bool isWhole = !loop.HasStopped() && status != EXIT_NOT_POSSIBLE;
     if (to.records != nullptr && (isWhole || !arguments.WritesFile())) {
         status = Finish(records, status);
+    }
+    if (records.HasLostReader() || elements.HasLostReader()) {
+        return status;
     }
     if (arguments.dryRun) {
         PrintNote("dry run, nothing written: " + loop.Sums().Show());
@@ -127,7 +130,7 @@ int RunGet(const Arguments& arguments) {
     if (report.Finish() != EXIT_DONE) {
         status = EXIT_NOT_POSSIBLE;
     }
-    if (session.IsStream()) {
+    if (session.IsStream() && !elements.HasLostReader()) {
         PrintNote(loop.Sums().Show());
     }
     return status;

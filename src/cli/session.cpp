@@ -83,7 +83,6 @@ int Session::OpenLog() {
         return EXIT_NOT_POSSIBLE;
     }
     m_pLog->SetBounds(-1, m_arguments.log == LogLevel::Debug ? LOG_PRIORITY_DEBUG : LOG_PRIORITY_ERROR);
-    m_record.m_pLog = m_pLog->Category();
     return EXIT_DONE;
 }
 
@@ -95,15 +94,10 @@ int Session::LoadSchema() {
     if (code == 0) {
         m_pType = m_schema.FindType(m_arguments.type, error);
     }
-    if (m_pType != nullptr) {
-        m_pMessage = m_schema.NewRecord(m_pType);
-    }
-    if (m_pMessage == nullptr) {
+    if (m_pType == nullptr || NewMessage() == nullptr) {
         PrintInputError(error);
         return EXIT_NOT_POSSIBLE;
     }
-    m_record.m_pMessage = m_pMessage.get();
-    m_record.m_pFactory = m_schema.Factory();
     return EXIT_DONE;
 }
 
@@ -248,49 +242,26 @@ int Session::OpenInput() {
     if (m_arguments.inPlace && LockInput() != EXIT_DONE) {
         return EXIT_NOT_POSSIBLE;
     }
+    const off_t position = lseek(m_input, 0, SEEK_CUR);
+    m_start = position < 0 ? 0 : position;
     m_pReader.reset(new OstraneRecord::RecordReader(m_input, name, m_arguments.inFormat));
     return EXIT_DONE;
 }
 
-int Session::Next(bool& hasRecord) {
-    InputError error;
-    if (m_pReader->Next(hasRecord, error) != 0) {
-        PrintInputError(error);
-        return EXIT_NOT_POSSIBLE;
-    }
-    return EXIT_DONE;
+ProtobufRecord Session::NewRecord() const {
+    ProtobufRecord record;
+    record.m_pLog = m_pLog == nullptr ? nullptr : m_pLog->Category();
+    record.m_pFactory = m_schema.Factory();
+    return record;
 }
 
-int Session::Decode() {
-    InputError error;
-    if (m_pReader->Decode(Codec(), *m_pMessage, error) != 0) {
-        PrintInputError(error);
-        return EXIT_NOT_POSSIBLE;
+uint64_t Session::InputSize() const {
+    struct stat status = {};
+    if (fstat(m_input, &status) != 0 || !S_ISREG(status.st_mode)) {
+        return 0;
     }
-    return EXIT_DONE;
-}
-
-// Of a single record the error needs no place.
-std::string Session::RecordPlace() const {
-    return IsStream() ? m_pReader->Place() : std::string();
-}
-
-int Session::IsWanted(bool& isWanted) {
-    isWanted = true;
-    StatementError error;
-    if (!m_arguments.where.empty() && m_condition.Holds(m_record, isWanted, error) != 0) {
-        PrintStatementError(error, m_arguments.where, IsStream() ? "--where, " + RecordPlace() : "--where");
-        return EXIT_STATEMENT_FAILED;
-    }
-    return EXIT_DONE;
-}
-
-int Session::Execute(OstraneRecord::ExecutionResult& result) {
-    if (m_bound.Execute(m_record, result) == 0) {
-        return EXIT_DONE;
-    }
-    PrintStatementError(result.error, m_statements, RecordPlace());
-    return EXIT_STATEMENT_FAILED;
+    // Of a redirected input, what is left of it.
+    return status.st_size > m_start ? static_cast<uint64_t>(status.st_size - m_start) : 0;
 }
 
 }  // namespace OstraneCli

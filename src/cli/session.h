@@ -4,7 +4,9 @@
 #define OSTRANE_CLI_SESSION_H_
 
 #include <google/protobuf/message.h>
+#include <sys/types.h>
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -18,7 +20,8 @@
 
 namespace OstraneCli {
 
-// Each method returns an exit status and has said what is wrong when that is not EXIT_DONE.
+// A method that returns an exit status has said what is wrong when that is not EXIT_DONE. Once started, all
+// but the reader is shared by threads.
 class Session {
 public:
     explicit Session(const Arguments& arguments);
@@ -31,20 +34,23 @@ public:
     // Why the statements, the condition or the parameters do not fit; its code is 0 when they do.
     const OstraneRecord::StatementError& StartError() const { return m_startError; }
 
-    // Goes to the next record. `hasRecord` is false at the end.
-    int Next(bool& hasRecord);
-    // Reads the current record into Message().
-    int Decode();
-    // Whether the condition on records is true of the current one, or there is none.
-    int IsWanted(bool& isWanted);
-    // Runs the statements on the current record; what went wrong is told.
-    int Execute(OstraneRecord::ExecutionResult& result);
-
     const std::string& Statements() const { return m_statements; }
     const OstraneRecord::StatementPlan& Plan() const { return m_plan; }
-    const OstraneRecord::RecordReader& Reader() const { return *m_pReader; }
-    const google::protobuf::Message& Message() const { return *m_pMessage; }
+    const OstraneRecord::BoundPlan& Bound() const { return m_bound; }
+    // Null when every record is wanted.
+    const OstraneRecord::RecordCondition* Condition() const {
+        return m_arguments.where.empty() ? nullptr : &m_condition;
+    }
+    const std::string& ConditionText() const { return m_arguments.where; }
     OstraneRecord::CodecOptions Codec() const;
+    // An empty record, and all but the message of what the statements run on.
+    std::unique_ptr<google::protobuf::Message> NewMessage() const { return m_schema.NewRecord(m_pType); }
+    ProtobufRecord NewRecord() const;
+
+    OstraneRecord::RecordReader& Reader() { return *m_pReader; }
+    const OstraneRecord::RecordReader& Reader() const { return *m_pReader; }
+    // In bytes; 0 when it cannot be known, as of a pipe.
+    uint64_t InputSize() const;
     bool IsStream() const { return OstraneRecord::IsStream(m_arguments.inFormat); }
 
 private:
@@ -56,7 +62,6 @@ private:
     int ReadParameters();
     int CompileCondition();
     int BindParameters();
-    std::string RecordPlace() const;
     int OpenInput();
     int LockInput();
 
@@ -70,9 +75,8 @@ private:
     OstraneRecord::RecordCondition m_condition;
     OstraneRecord::BoundPlan m_bound;
     OstraneRecord::StatementError m_startError;
-    std::unique_ptr<google::protobuf::Message> m_pMessage;
-    ProtobufRecord m_record;
     int m_input = -1;
+    off_t m_start = 0;  // where the input stood when it was opened
     std::unique_ptr<OstraneRecord::RecordReader> m_pReader;
 };
 

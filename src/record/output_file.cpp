@@ -163,6 +163,10 @@ int OutputFile::Replace(const std::string& path, InputError& error) {
     return OpenTemporary(target, false, error);
 }
 
+bool OutputFile::IsTerminal() const {
+    return m_descriptor >= 0 && isatty(m_descriptor) != 0;
+}
+
 int OutputFile::Write(const std::string& bytes, InputError& error) {
     m_held += bytes;
     return m_held.size() < MAX_HELD ? 0 : Flush(error);
@@ -176,6 +180,7 @@ int OutputFile::Flush(InputError& error) {
             continue;
         }
         if (count < 0) {
+            m_hasLostReader = errno == EPIPE;
             m_held.clear();
             return Fail("cannot be written", error);
         }

@@ -28,6 +28,10 @@ public:
     // followed: the file that it leads to is replaced. A device or a pipe is written to as it is.
     int Replace(const std::string& path, InputError& error);
 
+    bool IsTerminal() const;
+    // Whether a write failed because nobody reads the other end of a pipe.
+    bool HasLostReader() const { return m_hasLostReader; }
+
     // Holds back up to 64 KiB.
     int Write(const std::string& bytes, InputError& error);
     int Flush(InputError& error);
@@ -49,6 +53,7 @@ private:
     int m_descriptor = -1;
     int m_slot = -1;
     bool m_ownsDescriptor = false;
+    bool m_hasLostReader = false;
 };
 
 }  // namespace OstraneRecord

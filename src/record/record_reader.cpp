@@ -1,5 +1,6 @@
 #include "record/record_reader.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +15,7 @@ namespace OstraneRecord {
 namespace {
 
 constexpr size_t CHUNK_SIZE = size_t{1} << 16;
+constexpr size_t MAX_LENGTH_BYTES = 5;  // of the varint before a record
 constexpr size_t MAX_RECORD_SIZE = static_cast<size_t>(std::numeric_limits<int>::max());
 
 bool IsBlank(const char* text, size_t size) {
@@ -33,6 +35,17 @@ int RecordReader::Fail(const std::string& message, uint64_t offset, InputError& 
     return FailInput(error, OstraneErrCode::GEN_ERR_ERR, message);
 }
 
+// Waits until there is input, or the end has been asked for.
+bool RecordReader::MustEnd() const {
+    if (m_endDescriptor < 0) {
+        return false;
+    }
+    struct pollfd ends[2] = {{m_descriptor, POLLIN, 0}, {m_endDescriptor, POLLIN, 0}};
+    while (poll(ends, 2, -1) < 0 && errno == EINTR) {
+    }
+    return ends[1].revents != 0;
+}
+
 // Reads what is there, up to a chunk or the buffer's room, behind what is not used yet.
 int RecordReader::Fill(InputError& error) {
     if (m_filled == m_buffer.size() && m_next > 0) {
@@ -46,6 +59,10 @@ int RecordReader::Fill(InputError& error) {
             return Fail("a record of more than 2 GiB cannot be handled; it starts", m_base, error);
         }
         m_buffer.resize(m_buffer.size() * 2);
+    }
+    if (MustEnd()) {
+        m_isAtEnd = true;
+        return 0;
     }
     for (;;) {
         const ssize_t count = read(m_descriptor, m_buffer.data() + m_filled, m_buffer.size() - m_filled);
@@ -96,7 +113,7 @@ int RecordReader::NextLine(bool& hasRecord, InputError& error) {
         m_recordBegin = m_next;
         m_recordEnd = lineEnd == nullptr ? m_filled : static_cast<size_t>(lineEnd - m_buffer.data());
         m_next = lineEnd == nullptr ? m_filled : m_recordEnd + 1;
-        if (!IsBlank(Data(), Size())) {
+        if (!IsBlank(m_buffer.data() + m_recordBegin, m_recordEnd - m_recordBegin)) {
             hasRecord = true;
             return 0;
         }
@@ -120,7 +137,7 @@ int RecordReader::ReadLength(bool& hasLength, size_t& length, InputError& error)
         }
         const auto byte = static_cast<unsigned char>(m_buffer[m_next + i]);
         value |= static_cast<uint64_t>(byte & 0x7F) << (7 * i);
-        if (value > MAX_RECORD_SIZE || i > 4) {
+        if (value > MAX_RECORD_SIZE || i >= MAX_LENGTH_BYTES) {
             return Fail("record " + std::to_string(m_index + 1) + " claims to be longer than 2 GiB", m_base + m_next,
                         error);
         }
@@ -179,31 +196,58 @@ int RecordReader::Next(bool& hasRecord, InputError& error) {
     return code;
 }
 
-int RecordReader::Decode(const CodecOptions& options, google::protobuf::Message& message, InputError& error) const {
-    const int code = DecodeRecord(m_format, Data(), Size(), options, message, error);
+bool RecordReader::IsNextAtHand() const {
+    const char* const start = m_buffer.data() + m_next;
+    if (m_format == RecordFormat::Ndjson) {
+        return std::memchr(start, '\n', Available()) != nullptr;
+    }
+    uint64_t length = 0;
+    for (size_t i = 0; i < std::min(Available(), MAX_LENGTH_BYTES); ++i) {
+        const auto byte = static_cast<unsigned char>(start[i]);
+        length |= static_cast<uint64_t>(byte & 0x7F) << (7 * i);
+        if (byte < 0x80) {
+            return length <= Available() - i - 1;
+        }
+    }
+    return false;
+}
+
+RawRecord RecordReader::Current() const {
+    RawRecord record;
+    record.data = m_buffer.data() + m_recordBegin;
+    record.size = m_recordEnd - m_recordBegin;
+    record.index = m_index;
+    record.line = m_line;
+    record.offset = m_base + m_recordBegin;
+    return record;
+}
+
+int RecordReader::Decode(const RawRecord& record, const CodecOptions& options, google::protobuf::Message& message,
+                         InputError& error) const {
+    const int code = DecodeRecord(m_format, record.data, record.size, options, message, error);
     if (code == 0) {
         return 0;
     }
     error.file = m_name;
     if (m_format == RecordFormat::Ndjson) {
-        error.line = static_cast<size_t>(m_line);
+        error.line = static_cast<size_t>(record.line);
         error.column = std::max<size_t>(error.column, 1);
     }
     if (m_format == RecordFormat::Delimited) {
-        error.message = "record " + std::to_string(m_index) + ": " + error.message;
+        error.message = "record " + std::to_string(record.index) + ": " + error.message;
     }
     if (error.hasOffset) {
-        error.offset += static_cast<size_t>(m_base + m_recordBegin);
+        error.offset += static_cast<size_t>(record.offset);
     }
     return code;
 }
 
-std::string RecordReader::Place() const {
+std::string RecordReader::Place(const RawRecord& record) const {
     if (m_format == RecordFormat::Ndjson) {
-        return m_name + ":" + std::to_string(m_line);
+        return m_name + ":" + std::to_string(record.line);
     }
     if (m_format == RecordFormat::Delimited) {
-        return m_name + ": record " + std::to_string(m_index);
+        return m_name + ": record " + std::to_string(record.index);
     }
     return m_name;
 }

@@ -3,7 +3,7 @@
 //   RecordReader reader(descriptor, "players.ndjson", RecordFormat::Ndjson);
 //   bool hasRecord = false;
 //   while (reader.Next(hasRecord, error) == 0 && hasRecord) {
-//       reader.Decode(CodecOptions(), *message, error);
+//       reader.Decode(reader.Current(), CodecOptions(), *message, error);
 //   }
 #ifndef OSTRANE_RECORD_RECORD_READER_H_
 #define OSTRANE_RECORD_RECORD_READER_H_
@@ -18,26 +18,44 @@
 
 namespace OstraneRecord {
 
+// The bytes of one record, and where in the input they stand.
+struct RawRecord {
+    const char* data = nullptr;
+    size_t size = 0;
+    int64_t index = -1;   // from 0
+    uint64_t line = 0;    // of ndjson, from 1
+    uint64_t offset = 0;  // of the first byte
+};
+
 // Reads from a descriptor that stays the caller's. JSON, text and binary inputs are one record each; of
 // ndjson, lines of white space alone are passed over.
+//
+// One thread at a time goes to the next record; Decode and Place of a RawRecord may meanwhile be called by
+// others.
 class RecordReader {
 public:
     RecordReader(int descriptor, const std::string& name, RecordFormat format);
 
+    // From now on the input ends as soon as this descriptor can be read or is closed at its other end, even
+    // while the next bytes are waited for.
+    void EndWith(int descriptor) { m_endDescriptor = descriptor; }
+
     // Goes to the next record. Returns 0, with `hasRecord` false at the end of the input, or GEN_ERR_ERR for
     // an input that cannot be read or that ends inside a record; nothing more can be read then.
     int Next(bool& hasRecord, InputError& error);
+    // Whether the next record of a stream has been read wholly: if not, Next may wait for the input.
+    bool IsNextAtHand() const;
 
-    // The current record's bytes, valid until the next call, and the record itself. Errors name the input
-    // and count lines and bytes from its beginning.
-    const char* Data() const { return m_buffer.data() + m_recordBegin; }
-    size_t Size() const { return m_recordEnd - m_recordBegin; }
-    int Decode(const CodecOptions& options, google::protobuf::Message& message, InputError& error) const;
+    // The current record; its bytes are valid until the next call of Next.
+    RawRecord Current() const;
+    // Reads a record of this input. Errors name the input and count lines and bytes from its beginning.
+    int Decode(const RawRecord& record, const CodecOptions& options, google::protobuf::Message& message,
+               InputError& error) const;
+    // "player.json", "players.ndjson:7", "players.delim: record 6": where the record is.
+    std::string Place(const RawRecord& record) const;
 
-    // Counts from 0; -1 before the first.
-    int64_t Index() const { return m_index; }
-    // "player.json", "players.ndjson:7", "players.delim: record 6": where the current record is.
-    std::string Place() const;
+    // Of the input: how many bytes have become records or were passed over.
+    uint64_t Offset() const { return m_base + m_next; }
 
 private:
     int NextWhole(bool& hasRecord, InputError& error);
@@ -45,10 +63,12 @@ private:
     int NextDelimited(bool& hasRecord, InputError& error);
     int ReadLength(bool& hasLength, size_t& length, InputError& error);
     int Fill(InputError& error);
+    bool MustEnd() const;
     int Fail(const std::string& message, uint64_t offset, InputError& error) const;
     size_t Available() const { return m_filled - m_next; }
 
     int m_descriptor;
+    int m_endDescriptor = -1;
     std::string m_name;
     RecordFormat m_format;
     std::vector<char> m_buffer;

@@ -98,25 +98,20 @@ Outcome RunOstrane(const std::vector<std::string>& arguments, const Surroundings
     if (pipe2(input, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) {
         return outcome;
     }
+    if (setup.closesOut) {
+        close(out[0]);
+        out[0] = -1;
+    }
     const pid_t child = fork();
     if (child == 0) {
         dup2(input[0], STDIN_FILENO);
         dup2(setup.outPath.empty() ? out[1] : open(setup.outPath.c_str(), O_WRONLY), STDOUT_FILENO);
         dup2(err[1], STDERR_FILENO);
-        if (setup.closesOut) {
-            close(out[0]);
-            // Only when the reader is gone is the pipe closed for the writer.
-            usleep(50000);
-        }
         Exec(OstraneWith(arguments), setup.environment, setup.folder);
     }
     close(input[0]);
     close(out[1]);
     close(err[1]);
-    if (setup.closesOut) {
-        close(out[0]);
-        out[0] = -1;
-    }
     Exchange(input[1], setup.input, out[0], err[0], outcome);
     outcome.status = WaitFor(child);
     return outcome;

@@ -45,8 +45,9 @@ std::string ReadAll(int descriptor, RecordFormat format) {
         if (!hasRecord) {
             return shown;
         }
-        shown += reader.Place() + " " + std::to_string(reader.Index()) + " [" +
-                 std::string(reader.Data(), reader.Size()) + "]\n";
+        const OstraneRecord::RawRecord record = reader.Current();
+        shown += reader.Place(record) + " " + std::to_string(record.index) + " [" +
+                 std::string(record.data, record.size) + "]\n";
     }
     return shown + std::to_string(error.code) + " " + error.ToStr();
 }
@@ -135,9 +136,9 @@ TEST(RecordReader, DecodingErrorsHaveTheirPlaceInTheInput) {
         RecordReader reader(input.descriptor, "in", format);
         bool hasRecord = false;
         EXPECT_EQ(reader.Next(hasRecord, error), 0);
-        EXPECT_EQ(reader.Decode(CodecOptions(), *message, error), 0) << error.ToStr();
+        EXPECT_EQ(reader.Decode(reader.Current(), CodecOptions(), *message, error), 0) << error.ToStr();
         EXPECT_EQ(reader.Next(hasRecord, error), 0);
-        EXPECT_NE(reader.Decode(CodecOptions(), *message, error), 0);
+        EXPECT_NE(reader.Decode(reader.Current(), CodecOptions(), *message, error), 0);
         return error.ToStr();
     };
     EXPECT_EQ(decodeSecond("{}\n\n{\"i32\":x}\n", RecordFormat::Ndjson), "in:3:8: expected a value, found 'x'");
@@ -184,7 +185,7 @@ TEST(RecordReader, MemoryDoesNotGrowWithTheStream) {
     bool hasRecord = true;
     while (reader.Next(hasRecord, error) == 0 && hasRecord) {
     }
-    EXPECT_EQ(reader.Index(), 99999);
+    EXPECT_EQ(reader.Current().index, 99999);
     EXPECT_LT(PeakMemory() - before, MAX_GROWTH);
 }
 
