@@ -1,0 +1,128 @@
+// Random sequences of every operation against the reference, on every way to make a record.
+//
+// A failure prints the seed and the shortest sequence that fails. OSTRANE_MODEL_SEED repeats one seed;
+// OSTRANE_MODEL_ROUNDS runs more or fewer of them.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "model/sequence.h"
+
+namespace {
+
+using namespace model;  // NOLINT: the vocabulary of these tests
+
+constexpr uint64_t DEFAULT_ROUNDS = 800;
+constexpr size_t STEPS = 40;
+
+uint64_t NumberFromEnvironment(const char* name, uint64_t otherwise) {
+    const char* text = std::getenv(name);
+    return text == nullptr ? otherwise : std::strtoull(text, nullptr, 10);
+}
+
+// Fails the test with the shortest sequence that can be found.
+void Report(uint64_t seed, const Sequence& sequence) {
+    Reference reference;
+    const Sequence shortest =
+        Shrink(sequence, [&](const Sequence& shorter) { return RunSequence(shorter, reference).has_value(); });
+    const std::optional<Mismatch> mismatch = RunSequence(shortest, reference);
+    ASSERT_TRUE(mismatch.has_value());
+    FAIL() << "seed " << seed << ", shortest sequence:\n" << Describe(shortest, reference) << "\n" << mismatch->detail;
+}
+
+TEST(Model, RandomSequencesLeaveTheRecordAsTheReferenceSays) {
+    Statistics statistics;
+    const uint64_t first = NumberFromEnvironment("OSTRANE_MODEL_SEED", 1);
+    const uint64_t rounds = NumberFromEnvironment("OSTRANE_MODEL_ROUNDS",
+                                                  std::getenv("OSTRANE_MODEL_SEED") == nullptr ? DEFAULT_ROUNDS : 1);
+    for (uint64_t seed = first; seed < first + rounds; ++seed) {
+        const Sequence sequence = Sequence::Random(seed, STEPS);
+        Reference reference;
+        if (RunSequence(sequence, reference, &statistics).has_value()) {
+            Report(seed, sequence);
+            return;
+        }
+    }
+    if (rounds < DEFAULT_ROUNDS) {
+        return;
+    }
+    // Every operation, every code, and more tried than left out.
+    int tried = 0;
+    for (const char* name : {"SetWithExpr", "PushWithExpr", "UpdateWithPbField", "SetWithPbField", "PushWithPbField",
+                             "PopWithExpr", "PopWithRange", "GetWithRange", "GetWithRange by handle"}) {
+        EXPECT_GT(statistics.operations[name], 250) << name;
+        tried += statistics.operations[name];
+        RecordProperty(std::string("operations ") + name, statistics.operations[name]);
+    }
+    for (const int code : {0, -256, -537, -4377, -4633, -4889, -5145}) {
+        EXPECT_GT(statistics.codes[code], 10) << code;
+    }
+    EXPECT_GT(tried, 5 * statistics.skipped);
+}
+
+// ---- The driver itself: it sees a wrong reference, and shows the shortest way to it
+
+// Leaves an element that is inserted at the front of two or more at the end.
+class WrongPass : public Reference {
+protected:
+    void MoveLastTo(Values& elements, int pos) const override {
+        if (pos > 0 || elements.size() < 3) {
+            Reference::MoveLastTo(elements, pos);
+        }
+    }
+};
+
+bool IsWrong(const Sequence& sequence) {
+    WrongPass wrong;
+    return RunSequence(sequence, wrong).has_value();
+}
+
+TEST(ModelDriver, SeesAWrongReferenceAndShrinksToTheShortestSequence) {
+    int found = 0;
+    for (uint64_t seed = 1; seed <= 400 && found < 5; ++seed) {
+        const Sequence sequence = Sequence::Random(seed, STEPS);
+        if (!IsWrong(sequence)) {
+            continue;
+        }
+        ++found;
+        const Sequence shortest = Shrink(sequence, IsWrong);
+        WrongPass wrong;
+        SCOPED_TRACE("seed " + std::to_string(seed) + ", " + Describe(shortest, wrong));
+        ASSERT_TRUE(IsWrong(shortest));
+        // Something to push in front of, and the push.
+        EXPECT_EQ(shortest.steps.size(), 2U);
+        for (size_t i = 0; i < shortest.steps.size(); ++i) {
+            Sequence shorter = shortest;
+            shorter.steps.erase(shorter.steps.begin() + static_cast<std::ptrdiff_t>(i));
+            EXPECT_FALSE(IsWrong(shorter));
+        }
+    }
+    EXPECT_EQ(found, 5);
+}
+
+TEST(ModelDriver, SaysWhatDiffers) {
+    for (uint64_t seed = 1; seed <= 40; ++seed) {
+        WrongPass wrong;
+        const Sequence sequence = Sequence::Random(seed, STEPS);
+        const std::optional<Mismatch> mismatch = RunSequence(sequence, wrong);
+        if (mismatch.has_value()) {
+            EXPECT_LT(mismatch->step, sequence.steps.size());
+            EXPECT_NE(mismatch->detail.find("expected"), std::string::npos) << mismatch->detail;
+            EXPECT_NE(Describe(sequence, wrong).find(mismatch->description), std::string::npos);
+            return;
+        }
+    }
+    FAIL() << "no seed meets the fault";
+}
+
+TEST(ModelDriver, ReadsAnyBytesAsASequence) {
+    const uint8_t bytes[] = {7, 1, 2, 3, 200, 255, 0, 4, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 17, 80, 33};
+    for (size_t size = 0; size <= sizeof(bytes); ++size) {
+        const Sequence sequence = Sequence::FromBytes(bytes, size);
+        EXPECT_EQ(sequence.steps.size(), size == 0 ? 0 : (size + 14) / 16);
+        Reference reference;
+        EXPECT_FALSE(RunSequence(sequence, reference).has_value());
+    }
+}
+
+}  // namespace
