@@ -66,6 +66,9 @@ struct ExprScope {
     // `$` is an element of this repeated field, or the value of this singular one; null: `$` is the
     // message `element`, or nothing at all when that is null too.
     const google::protobuf::FieldDescriptor* self = nullptr;
+    // Where `$.name` is a field of a message that lies in the record: the singular fields that lead to it. Empty:
+    // `$.name` is a field of what `$` is.
+    std::vector<const google::protobuf::FieldDescriptor*> selfPath;
 
     // Asked of the elements of a repeated field: a filter.
     static ExprScope OfElements(const google::protobuf::FieldDescriptor* field,

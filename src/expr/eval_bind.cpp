@@ -368,10 +368,29 @@ NodePtr Binder::BindComparison(const Expr& expr) {
     }
     NodePtr left = Bind(expr.Operand(0));
     if (left == nullptr) {
+        HintAtQuotes(expr.OperandRef(0), expr.OperandRef(1));
         return nullptr;
     }
     NodePtr right = Bind(expr.Operand(1));
-    return right == nullptr ? nullptr : Compared(op, std::move(left), std::move(right));
+    if (right == nullptr) {
+        HintAtQuotes(expr.OperandRef(1), expr.OperandRef(0));
+        return nullptr;
+    }
+    return Compared(op, std::move(left), std::move(right));
+}
+
+// Names of enum values are written without their quotes by whoever knows them from other languages.
+void Binder::HintAtQuotes(const Expr& unknown, const Expr& partner) {
+    if (m_error.code != OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME || unknown.m_self.m_type != EXPR_UNRESOLVE) {
+        return;
+    }
+    ExprError error = m_error;
+    const NodePtr node = Bind(&partner);
+    if (node != nullptr && node->type.kind == ValueKind::Enum && node->type.enumType != nullptr &&
+        node->type.enumType->FindValueByName(unknown.m_self.m_str) != nullptr) {
+        error.hint = "write '" + unknown.m_self.m_str + "' in quotes";
+    }
+    m_error = error;
 }
 
 NodePtr Binder::BindIsNull(const Expr& expr, const Expr& operand) {
@@ -379,7 +398,8 @@ NodePtr Binder::BindIsNull(const Expr& expr, const Expr& operand) {
     if (node == nullptr) {
         return nullptr;
     }
-    if (!node->tracksPresence) {
+    // NULL itself is never set, and has no kind.
+    if (!node->tracksPresence && node->type.kind != ValueKind::Null) {
         return TypeError(operand.m_self, "IS NULL asks whether something is set, and this always is");
     }
     node = node->type.kind == ValueKind::List || node->type.kind == ValueKind::Map ? MakeSize(std::move(node))

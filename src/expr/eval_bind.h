@@ -29,6 +29,7 @@ private:
     // eval_bind.cpp: operators.
     NodePtr Dispatch(const Expr& expr);
     NodePtr BindComparison(const Expr& expr);
+    void HintAtQuotes(const Expr& unknown, const Expr& partner);
     NodePtr BindIsNull(const Expr& expr, const Expr& operand);
     NodePtr BindConnective(const Expr& expr);
     NodePtr BindArithmetic(const Expr& expr);

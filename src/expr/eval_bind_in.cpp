@@ -25,6 +25,7 @@ NodePtr Binder::BindIn(const Expr& expr) {
         for (const Expr* const item : *list.m_operands) {
             items.push_back(Bind(item));
             if (items.back() == nullptr) {
+                HintAtQuotes(*item, expr.OperandRef(0));
                 return nullptr;
             }
         }

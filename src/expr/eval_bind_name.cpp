@@ -306,6 +306,15 @@ bool Binder::FindStart(const ExprVariant& place, const NamePath& name, BoundPath
         }
         return descriptor != nullptr;
     }
+    if (name.root == NameRoot::Element && !m_scope.selfPath.empty()) {
+        path.start = PathStart::Record;
+        for (const FieldDescriptor* const field : m_scope.selfPath) {
+            path.steps.emplace_back();
+            path.steps.back().field = field;
+        }
+        descriptor = m_scope.selfPath.back()->message_type();
+        return true;
+    }
     path.start = PathStart::Element;
     descriptor = m_scope.element;
     if (name.root == NameRoot::Bare) {
@@ -316,10 +325,11 @@ bool Binder::FindStart(const ExprVariant& place, const NamePath& name, BoundPath
         Fail(OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, place, "there is no element that $ could be");
         return false;
     }
-    if (self == nullptr) {
+    const bool isValue = self != nullptr && self->cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE;
+    if (self == nullptr || (isValue && descriptor != nullptr)) {
         return true;
     }
-    if (self->cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE) {
+    if (isValue) {
         Fail(OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, place,
              "$ is a value of " + std::string(self->full_name()) + " and has no fields",
              m_scope.record == nullptr ? "" : "a field of the record is written $$.name");
@@ -480,7 +490,7 @@ bool Binder::BindSteps(const Expr& expr, const NamePath& name, const Descriptor*
         if (field == nullptr) {
             FailAt(OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, place.m_tokenOffset, step.name.size(),
                    std::string(descriptor->full_name()) + " has no " +
-                       (step.isExtension ? "extension [" + step.name + "]" : "field " + step.name),
+                       (step.isExtension ? "extension [" + step.name + "]" : "field '" + step.name + "'"),
                    step.isExtension ? "" : FieldHint(descriptor, step.name));
             return false;
         }

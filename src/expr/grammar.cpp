@@ -159,9 +159,10 @@ struct DottedStep : seq<one<'.'>, Skip, Expect<Fault::NameAfterDot, StepBehindDo
 template <typename Content>
 struct Steps : seq<opt<Subscript<Content>>, star<DottedStep, opt<Subscript<Content>>>> {};
 
-// A statement's path may start with a reserved word and with a bare extension.
-struct PathStart : at<sor<pegtl::identifier_first, one<'`', '['>>> {};
-struct Path : seq<PathStart, sor<StepName, QuotedName, ExtensionStep>, Skip, Steps<Ranges>> {};
+// A statement's path may start with a reserved word, and with an extension, with its dot or bare.
+struct PathStart : at<sor<pegtl::identifier_first, one<'`', '['>, seq<one<'.'>, star<pegtl::space>, one<'['>>>> {};
+struct FirstExtension : seq<opt<one<'.'>, Skip>, ExtensionStep> {};
+struct Path : seq<PathStart, sor<StepName, QuotedName, FirstExtension>, Skip, Steps<Ranges>> {};
 
 struct FreeName : identifier {};
 struct RecordMark : string<'$', '$'> {};

@@ -42,6 +42,16 @@ size_t EditDistance(const std::string& from, const std::string& to) {
     return last[to.size()];
 }
 
+// "sku, qty, state": the first ones, when there are many.
+std::string Listed(const std::vector<std::string>& names, const char* quote) {
+    constexpr size_t MAX_LISTED = 8;
+    std::string list;
+    for (size_t i = 0; i < names.size() && i < MAX_LISTED; ++i) {
+        list += (i == 0 ? "" : ", ") + (quote + names[i] + quote);
+    }
+    return names.size() > MAX_LISTED ? list + ", .." : list;
+}
+
 }  // namespace
 
 std::string NearestName(const std::string& name, const std::vector<std::string>& candidates) {
@@ -82,7 +92,12 @@ std::string FieldHint(const google::protobuf::Descriptor* type, const std::strin
     for (int i = 0; i < type->field_count(); ++i) {
         names.emplace_back(type->field(i)->name());
     }
-    return NameHint(name, names);
+    const std::string nearest = NameHint(name, names);
+    // A JSON name in brackets is meant for an extension.
+    if (!nearest.empty() || name.find('[') != std::string::npos) {
+        return nearest;
+    }
+    return names.empty() ? "it has no fields" : "its fields are " + Listed(names, "");
 }
 
 std::string EnumValueHint(const google::protobuf::EnumDescriptor* type, const std::string& name) {
@@ -90,7 +105,8 @@ std::string EnumValueHint(const google::protobuf::EnumDescriptor* type, const st
     for (int i = 0; i < type->value_count(); ++i) {
         names.emplace_back(type->value(i)->name());
     }
-    return NameHint(name, names);
+    const std::string nearest = NameHint(name, names);
+    return !nearest.empty() ? nearest : "its values are " + Listed(names, "'");
 }
 
 }  // namespace OstraneCommon

@@ -23,8 +23,9 @@ namespace OstraneCommon {
 // differs. Of equally near names the first wins. Empty when none is near.
 std::string NearestName(const std::string& name, const std::vector<std::string>& candidates);
 
-// "did you mean 'scores'?", or empty: of any names, of a message type's fields, of an enum's values.
+// "did you mean 'scores'?", or empty.
 std::string NameHint(const std::string& name, const std::vector<std::string>& candidates);
+// The same of a message type's fields and of an enum's values. Where none is near: "its fields are sku, qty".
 std::string FieldHint(const google::protobuf::Descriptor* type, const std::string& name);
 std::string EnumValueHint(const google::protobuf::EnumDescriptor* type, const std::string& name);
 

@@ -84,6 +84,9 @@ void ParseBuilder::Fail(Fault fault, const char* at) {
         error.length = NextToken(at).size();
     }
     error.offset = static_cast<size_t>(at - m_begin);
+    // What follows a statement read in full belongs to it; a keyword that is missing, to the next one.
+    const bool isBehind = !m_isStatement && fault == Fault::EndMissing && !m_list.statements.empty();
+    error.statement = static_cast<int>(m_list.statements.size()) + (isBehind ? 0 : 1);
     error.message = std::move(explanation.message);
     error.hint = std::move(explanation.hint);
     throw failure;

@@ -39,6 +39,7 @@ struct ExprError {
     int column = 0;       // in code points, from 1
     std::string message;  // one sentence without a full stop: expected ']' after the index
     std::string hint;     // what to write instead, or empty
+    int statement = 0;    // its number from 1 when a list of statements does not parse
 };
 
 // Sets line and column of `error` from its offset into `text`. Lines end with '\n'; a byte that is not

@@ -62,6 +62,9 @@ constexpr Synonym SYNONYMS[] = {
     {"UPDATE", "SET path = value overwrites"},
 };
 
+// A text that came through a shell with $ in it: "$*2" arrives as 2 or *2, "$$.level" as 4711.level.
+constexpr char SHELL_HINT[] = "between double quotes a shell replaces $: put statements between single quotes";
+
 bool IsNameByte(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
 }
@@ -179,6 +182,10 @@ ParseBuilder::Explanation ParseBuilder::ExplainOperand(const char* at) const {
         out.hint = "a digit stands before the point: 0.5";
     } else if (first == '+') {
         out.hint = "a number is written without '+'";
+    } else if (first == '*') {
+        out.hint = SHELL_HINT;
+    } else if (first == '.' && IsNameByte(second)) {
+        out.hint = "a field of the element is written by its name alone, or $.name";
     } else if (last == "=" && (first == '<' || first == '>')) {
         out.hint = std::string("write ") + first + "=";
     } else if (first == '[') {
@@ -354,7 +361,8 @@ ParseBuilder::Explanation ParseBuilder::Explain(Fault fault, const char* at) con
         case Fault::ParameterName:
             return {"expected a name right after ':'", IsDigit(first) ? "a range is written 0..2" : ""};
         case Fault::PointDigits:
-            return {"expected a digit after the point", ""};
+            return {"expected a digit after the point",
+                    std::string(next == "e" || next.size() < 2 || IsDigit(next[1]) ? "" : SHELL_HINT)};
         case Fault::NumberEnd:
             return {"unexpected '" + next + "' after the number", ""};
         case Fault::OperandMissing:

@@ -56,16 +56,21 @@ int ValueCompiler::FailTooDeep(const Place& place, const FieldDescriptor* field)
                 "messages are nested deeper than " + std::to_string(kMaxRecordDepth), "", field);
 }
 
-int ValueCompiler::Whole(Expr* node, const FieldDescriptor* field, ValueNode& out) {
+int ValueCompiler::Whole(Expr* node, const FieldDescriptor* field, bool nullClears, ValueNode& out) {
     out.field = field;
     out.place = PlaceOf(node);
+    const bool isNull = node->m_self.m_type == OstraneCommon::EXPR_NULL;
+    if (field->is_repeated() && isNull && nullClears) {
+        out.kind = ValueNode::Kind::Null;
+        return 0;
+    }
     if (field->is_map()) {
         return Entries(node, field, out);
     }
     if (field->is_repeated()) {
-        return List(node, field, out);
+        return List(node, field, nullClears, out);
     }
-    if (node->m_self.m_type == OstraneCommon::EXPR_NULL) {
+    if (isNull) {
         if (field->is_required()) {
             return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_MEMBER_VARIABLE_VALUE, out.place,
                         NameOf(field) + " is required and cannot be cleared", "", field);
@@ -92,7 +97,7 @@ int ValueCompiler::Pushed(Expr* node, const FieldDescriptor* field, ValueNode& o
     out.place = PlaceOf(node);
     int ret = 0;
     if (node->m_self.m_type == OstraneCommon::EXPR_VALUE_LIST) {
-        ret = List(node, field, out);
+        ret = List(node, field, false, out);
     } else if (node->m_self.m_type == OstraneCommon::EXPR_QUESTION) {
         ret = Parameter(node, field, false, field->message_type() == nullptr, true, out);
     } else {
@@ -148,6 +153,7 @@ int ValueCompiler::Message(Expr* node, const FieldDescriptor* field, ValueNode& 
         return 0;
     }
     ++m_depth;
+    ++m_open;
     if (!field->is_repeated()) {
         m_chain.push_back(field);
     }
@@ -160,6 +166,7 @@ int ValueCompiler::Message(Expr* node, const FieldDescriptor* field, ValueNode& 
     if (!field->is_repeated()) {
         m_chain.pop_back();
     }
+    --m_open;
     --m_depth;
     return 0;
 }
@@ -182,19 +189,11 @@ int ValueCompiler::Member(Expr* assign, const Descriptor* type, ValueNode& out) 
     if (ret != 0) {
         return ret;
     }
-    ret = CheckMember(member, out, place);
-    if (ret != 0) {
-        return ret;
-    }
     Expr* value = assign->Operand(0);
-    // null leaves a repeated field or a map unset too.
-    if (member.field->is_repeated() && value->m_self.m_type == OstraneCommon::EXPR_NULL) {
-        member.value.field = member.field;
-        member.value.place = PlaceOf(value);
-        out.members.push_back(std::move(member));
-        return 0;
+    ret = CheckMember(member, value->m_self.m_type == OstraneCommon::EXPR_NULL, out, place);
+    if (ret == 0) {
+        ret = Whole(value, member.field, true, member.value);
     }
-    ret = Whole(value, member.field, member.value);
     if (ret != 0) {
         return ret;
     }
@@ -202,14 +201,16 @@ int ValueCompiler::Member(Expr* assign, const Descriptor* type, ValueNode& out) 
     return 0;
 }
 
-int ValueCompiler::CheckMember(const ValueMember& member, const ValueNode& literal, const Place& place) {
+int ValueCompiler::CheckMember(const ValueMember& member, bool isNull, const ValueNode& literal, const Place& place) {
     const google::protobuf::OneofDescriptor* oneof = RealOneof(member.field);
     for (const ValueMember& before : literal.members) {
         if (before.field == member.field) {
             return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX, place,
                         "'" + std::string(member.field->name()) + "' is named twice", "", member.field);
         }
-        if (oneof != nullptr && RealOneof(before.field) == oneof) {
+        // null sets no member: it only takes one away.
+        const bool isSet = !isNull && before.value.kind != ValueNode::Kind::Null;
+        if (oneof != nullptr && isSet && RealOneof(before.field) == oneof) {
             return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, place,
                         "'" + std::string(before.field->name()) + "' and '" + std::string(member.field->name()) +
                             "' cannot both be set: they are of the oneof " + std::string(oneof->full_name()),
@@ -236,6 +237,7 @@ int ValueCompiler::Entries(Expr* node, const FieldDescriptor* field, ValueNode& 
     }
     const FieldDescriptor* valueField = field->message_type()->FindFieldByNumber(2);
     ++m_newDepth;
+    ++m_open;
     m_depth += 1;
     for (Expr* assign : *node->m_operands) {
         if (assign->m_self.m_type != OstraneCommon::EXPR_ASSIGN || assign->OperandCount() != 1) {
@@ -256,7 +258,7 @@ int ValueCompiler::Entries(Expr* node, const FieldDescriptor* field, ValueNode& 
         int ret =
             ResolveKey(key, field, m_compiled, m_statement.number, PlaceOf(key), member.key, member.keySlot, m_failure);
         if (ret == 0) {
-            ret = Whole(assign->Operand(0), valueField, member.value);
+            ret = Whole(assign->Operand(0), valueField, false, member.value);
         }
         if (ret != 0) {
             return ret;
@@ -264,24 +266,34 @@ int ValueCompiler::Entries(Expr* node, const FieldDescriptor* field, ValueNode& 
         out.members.push_back(std::move(member));
     }
     m_depth -= 1;
+    --m_open;
     --m_newDepth;
     return 0;
 }
 
-int ValueCompiler::List(Expr* node, const FieldDescriptor* field, ValueNode& out) {
+// What to write instead of one value for a repeated field.
+std::string ValueCompiler::ListHint(const Expr& node, const FieldDescriptor* field) const {
+    const std::string value = IsLiteral(node) ? ShowValue(node.m_self) : "..";
+    if (m_open > 0) {
+        return "write [" + value + "]";
+    }
+    // The path as it was written.
+    const PlanPath& path = m_statement.tail.empty() ? m_statement.path : m_statement.tail;
+    const size_t begin = m_statement.path.front().place.offset;
+    const size_t end = path.back().place.offset + path.back().place.length;
+    const bool isShort = end > begin && end - begin <= 100 && !field->is_extension();
+    const std::string name = isShort ? m_compiled.text.substr(begin, end - begin) : std::string(field->name());
+    return node.m_self.m_type == OstraneCommon::EXPR_NULL ? "CLEAR " + name + " empties it"
+                                                          : "write " + name + "[*] = " + value + ", or [" + value + "]";
+}
+
+int ValueCompiler::List(Expr* node, const FieldDescriptor* field, bool nullClears, ValueNode& out) {
     if (node->m_self.m_type == OstraneCommon::EXPR_QUESTION) {
-        return Parameter(node, field, false, false, true, out);
+        return Parameter(node, field, nullClears, false, true, out);
     }
     if (node->m_self.m_type != OstraneCommon::EXPR_VALUE_LIST) {
-        const std::string name(field->name());
-        std::string hint = "write " + name + "[*] = .. for every element, or [..] for a new list";
-        if (node->m_self.m_type == OstraneCommon::EXPR_NULL) {
-            hint = "CLEAR " + name + " empties it";
-        } else if (IsLiteral(*node)) {
-            hint = "write " + name + "[*] = " + ShowValue(node->m_self) + ", or [" + ShowValue(node->m_self) + "]";
-        }
         return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, out.place,
-                    "one value does not fit " + NameOf(field) + ", " + KindOf(field), hint, field);
+                    "one value does not fit " + NameOf(field) + ", " + KindOf(field), ListHint(*node, field), field);
     }
     out.kind = ValueNode::Kind::List;
     if (node->m_operands == nullptr) {
@@ -316,6 +328,18 @@ int ValueCompiler::Parameter(Expr* node, const FieldDescriptor* field, bool take
     return 0;
 }
 
+// The way from the record to the singular message that is set by a literal; empty where none is, or where it lies in
+// an element.
+std::vector<const FieldDescriptor*> ValueCompiler::MessagePath() const {
+    std::vector<const FieldDescriptor*> path;
+    const bool isMessage = m_pElement == nullptr && m_open > 0 && !m_statement.tail.empty() &&
+                           !m_statement.tail.back().field->is_repeated();
+    for (size_t i = 0; isMessage && i < m_statement.tail.size(); ++i) {
+        path.push_back(m_statement.tail[i].field);
+    }
+    return path;
+}
+
 int ValueCompiler::Computed(Expr* node, const FieldDescriptor* field, ValueNode& out) {
     const bool isSet = m_statement.kind == OstraneCommon::StatementKind::Set;
     out.kind = ValueNode::Kind::Computed;
@@ -327,7 +351,9 @@ int ValueCompiler::Computed(Expr* node, const FieldDescriptor* field, ValueNode&
     computed.expr.scope.record = m_compiled.descriptor;
     if (isSet) {
         computed.expr.scope.element = m_pElement;
-        // `$` is the old value, where there is one; `$.name` starts at the element.
+        // `$` is the old value, where there is one; `$.name` starts at the element, or else at the singular message
+        // whose literal this is.
+        computed.expr.scope.selfPath = MessagePath();
         const bool hasOld = m_newDepth == 0 && (NamesElement(node) || m_pElement == nullptr);
         if (hasOld) {
             computed.expr.scope.self = field;

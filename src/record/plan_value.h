@@ -18,8 +18,10 @@ public:
           m_failure(failure),
           m_depth(DepthOf(statement)) {}
 
-    // A value for the singular field, for the whole repeated field, or for the whole map.
-    int Whole(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
+    // A value for the singular field, for the whole repeated field, or for the whole map. null clears a singular
+    // field, and the others where `nullClears` says so: where they are sub-fields.
+    int Whole(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, bool nullClears,
+              ValueNode& out);
     // A value for one element of the repeated field.
     int Element(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
     // One or several new elements of the repeated field: always a list, or the parameter that gives it.
@@ -33,11 +35,14 @@ private:
                ValueNode& out);
     int Message(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
     int Member(OstraneCommon::Expr* assign, const google::protobuf::Descriptor* type, ValueNode& out);
-    int CheckMember(const ValueMember& member, const ValueNode& literal, const Place& place);
+    int CheckMember(const ValueMember& member, bool isNull, const ValueNode& literal, const Place& place);
     int Entries(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
-    int List(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
+    int List(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, bool nullClears,
+             ValueNode& out);
+    std::string ListHint(const OstraneCommon::Expr& node, const google::protobuf::FieldDescriptor* field) const;
     int Parameter(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, bool takesNull,
                   bool takesSingle, bool takesList, ValueNode& out);
+    std::vector<const google::protobuf::FieldDescriptor*> MessagePath() const;
     int Computed(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
 
     CompiledStatements& m_compiled;
@@ -46,6 +51,8 @@ private:
     Failure& m_failure;
     // The singular message fields whose literals are open, outermost first: the way to an old value.
     std::vector<const google::protobuf::FieldDescriptor*> m_chain;
+    // The literals that are open, of messages, lists and maps.
+    int m_open = 0;
     // Inside a new message, a list or a map's entry there is no old value.
     int m_newDepth = 0;
     int m_depth;  // of messages, counted from the record

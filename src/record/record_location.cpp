@@ -86,6 +86,13 @@ int ResolveIndex(int32_t index, int size) {
     return resolved < 0 || resolved >= size ? -1 : static_cast<int>(resolved);
 }
 
+std::string PositionsHint(int size) {
+    const std::string last = std::to_string(size - 1);
+    return size == 0   ? "it is empty: PUSH inserts elements"
+           : size == 1 ? "its only position is 0, or -1"
+                       : "its positions are 0 .. " + last + ", or -" + std::to_string(size) + " .. -1";
+}
+
 RecordLocation Locate(const Message& base, const PlanPath& path, const PlanParameters& parameters) {
     RecordLocation location;
     const Message* message = &base;

@@ -5,6 +5,7 @@
 #include <google/protobuf/message.h>
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include "record/compiled_statements.h"
@@ -51,6 +52,9 @@ struct RecordLocation {
 
 // A position that may count from the end, as one that does not: -1 when it lies outside the array.
 int ResolveIndex(int32_t index, int size);
+
+// What to write instead of a position that lies outside an array of `size` elements.
+std::string PositionsHint(int size);
 
 // Follows `path` from `base` and changes nothing.
 RecordLocation Locate(const google::protobuf::Message& base, const PlanPath& path, const PlanParameters& parameters);

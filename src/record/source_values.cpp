@@ -70,7 +70,8 @@ OstraneCommon::IndexRangeList ResolveRanges(const PlanStep& step, const PlanPara
 int GatherSource(ProtobufRecordUtil& util, const Message& root, const PlanPath& path, const PlanParameters& parameters,
                  SourceValues& out) {
     const PlanStep& last = path.back();
-    const RecordLocation location = Locate(root, path, parameters);
+    out.location = Locate(root, path, parameters);
+    const RecordLocation& location = out.location;
     out.field = last.field;
     const bool isArray = last.field->is_repeated() && !last.field->is_map();
     const bool isRun = isArray && last.subscript != SubscriptKind::Index;

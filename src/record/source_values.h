@@ -29,6 +29,7 @@ struct SourceValues {
     bool isBeyond = false;
     int32_t beyondIndex = 0;
     int beyondSize = 0;
+    RecordLocation location;  // of what the path names
 };
 
 // The positions that the ranges select in an array of `size`, ascending.

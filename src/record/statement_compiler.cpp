@@ -21,6 +21,8 @@ std::string NameOf(const FieldDescriptor* field) {
     return std::string(field->full_name());
 }
 
+constexpr char WHERE_HINT[] = "a condition on whole records stands beside the statements: --where";
+
 class StatementCompiler {
 public:
     StatementCompiler(CompiledStatements& compiled, const Statement& statement, CompiledStatement& out,
@@ -124,7 +126,7 @@ int StatementCompiler::CompileRead() {
         return FailType(WherePlace(),
                         "WHERE chooses among elements, and " + NameOf(last.field) + " is " +
                             (last.field->is_map() ? "a map" : KindOf(last.field)),
-                        "", last.field);
+                        last.field->is_map() ? "" : WHERE_HINT, last.field);
     }
     if (isGet) {
         m_out.form = last.IsWholeArray() ? PlanForm::GetEntries : PlanForm::GetSingular;
@@ -232,8 +234,8 @@ int StatementCompiler::SplitAtSelector(int selectorStep) {
         isSplit = m_out.path[at].subscript == SubscriptKind::Index;
         if (!isSplit) {
             return FailType(WherePlace(),
-                            "WHERE chooses among elements, and " + NameOf(last.field) + " is " + KindOf(last.field), "",
-                            last.field);
+                            "WHERE chooses among elements, and " + NameOf(last.field) + " is " + KindOf(last.field),
+                            last.field->is_map() ? "" : WHERE_HINT, last.field);
         }
     }
     if (!isSplit) {
@@ -269,11 +271,13 @@ int StatementCompiler::CompileSet() {
                      : last.field->is_map() ? PlanForm::SetMapEntries
                                             : PlanForm::SetList;
     }
-    ValueCompiler values(m_compiled, m_out, ElementType(), m_failure);
+    const Descriptor* element = ElementType();
+    ValueCompiler values(m_compiled, m_out, element, m_failure);
     if (last.subscript == SubscriptKind::Index) {
         return values.Element(m_statement.value, last.field, m_out.value);
     }
-    return values.Whole(m_statement.value, last.ValueField(), m_out.value);
+    // items[*].tags = null is items[*] = {tags: null}, where null clears arrays too.
+    return values.Whole(m_statement.value, last.ValueField(), element != nullptr, m_out.value);
 }
 
 int StatementCompiler::CheckSourceType(const FieldDescriptor* target) {
@@ -336,6 +340,7 @@ int CompileStatements(CompiledStatements& compiled, int& statement, Failure& fai
     OstraneCommon::ExprError error;
     int ret = OstraneCommon::ParseStatements(compiled.text, compiled.context, compiled.list, error);
     if (ret != 0) {
+        statement = error.statement;
         return Fail(failure, ret, error);
     }
     compiled.statements.reserve(compiled.list.statements.size());

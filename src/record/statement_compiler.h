@@ -8,7 +8,7 @@ namespace OstraneRecord {
 
 // Parses `compiled.text` and fills the rest of `compiled`, whose text, descriptor and options are set.
 // Returns 0, or a negative code with the reason in `failure` and the number of the statement at fault in
-// `statement`, 0 when the text does not parse.
+// `statement`.
 int CompileStatements(CompiledStatements& compiled, int& statement, Failure& failure);
 
 // Converts the parameters for every use. `statement` is that of the first use that does not fit.

@@ -99,7 +99,8 @@ int StatementExecutor::Select(bool loneMustExist) {
     if (loneMustExist && last.subscript == SubscriptKind::Index && m_location.index < 0) {
         return Fail(OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
                     "index " + std::to_string(m_parameters.Index(last.index)) + " is beyond " +
-                        CountOf(m_location.size) + " of " + NameOf(last.field));
+                        CountOf(m_location.size) + " of " + NameOf(last.field),
+                    PositionsHint(m_location.size));
     }
     if (m_location.size == 0) {
         return CheckStrict(true);

@@ -64,6 +64,8 @@ private:
     int LookUpTarget(const google::protobuf::Message& base, const google::protobuf::Message* element, Target& out);
     int WriteTarget(google::protobuf::Message* base, const Target& target);
     int ResolvePushPosition(int& pos);
+    // Copies what FROM names; strict, its selector must select something.
+    int TakeSource(RecordWriter& writer, SourceValues& source);
     int CheckSource(const SourceValues& source);
     int WriteFieldFrom(google::protobuf::Message* parent, SourceValues& source, RecordWriter& writer);
     void TellPushed(int pos, int count);

@@ -22,6 +22,29 @@ std::string CountOf(int count) {
 
 }  // namespace
 
+int StatementExecutor::TakeSource(RecordWriter& writer, SourceValues& source) {
+    const int ret = GatherSource(writer.Util(), *m_root, m_statement.from, m_parameters, source);
+    if (ret != 0) {
+        return FailOperation(ret);
+    }
+    const PlanStep& last = m_statement.from.back();
+    if (!m_compiled.options.strict) {
+        return 0;
+    }
+    if (source.location.beyond != nullptr) {
+        return FailBeyond(source.location);
+    }
+    const bool isSelector = last.subscript == SubscriptKind::Index || last.subscript == SubscriptKind::Ranges;
+    if (!isSelector || source.count > 0) {
+        return 0;
+    }
+    const int miss =
+        Fail(OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
+             "the selector selects none of " + CountOf(source.location.size) + " of " + NameOf(last.field));
+    m_failure.field = NameOf(last.field);
+    return miss;
+}
+
 // What a source may bring: whole messages, and no deeper ones than a record may hold.
 int StatementExecutor::CheckSource(const SourceValues& source) {
     if (source.kind != SourceValues::Kind::Message && source.kind != SourceValues::Kind::Run) {
@@ -64,9 +87,9 @@ int StatementExecutor::RunPushFrom() {
     }
     RecordWriter writer(m_record);
     SourceValues source;
-    ret = GatherSource(writer.Util(), *m_root, m_statement.from, m_parameters, source);
+    ret = TakeSource(writer, source);
     if (ret != 0) {
-        return FailOperation(ret);
+        return ret;
     }
     ret = CheckSource(source);
     if (ret == 0 && source.count == 0) {
@@ -104,9 +127,9 @@ int StatementExecutor::RunSetRunFrom() {
     const int size = m_location.size;
     RecordWriter writer(m_record);
     SourceValues source;
-    ret = GatherSource(writer.Util(), *m_root, m_statement.from, m_parameters, source);
+    ret = TakeSource(writer, source);
     if (ret != 0) {
-        return FailOperation(ret);
+        return ret;
     }
     const bool isAll = range.front().first == 0 && range.front().second == -1;
     if (size == 0 && isAll && source.count == 0) {
@@ -155,9 +178,9 @@ int StatementExecutor::RunSetFieldFrom() {
     const FieldDescriptor* field = last.ValueField();
     RecordWriter writer(m_record);
     SourceValues source;
-    ret = GatherSource(writer.Util(), *m_root, m_statement.from, m_parameters, source);
+    ret = TakeSource(writer, source);
     if (ret != 0) {
-        return FailOperation(ret);
+        return ret;
     }
     if (source.isBeyond) {
         ret = Fail(

@@ -134,7 +134,7 @@ int StatementExecutor::LookUpTarget(const Message& base, const Message* element,
         return OstraneRecord::Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
                                    "index " + std::to_string(m_parameters.Index(last.index)) + " is beyond " +
                                        CountOf(out.location.size) + " of " + NameOf(last.field),
-                                   "", last.field);
+                                   PositionsHint(out.location.size), last.field);
     }
     bool hasIndex = false;
     for (const PlanStep& step : path) {
@@ -204,18 +204,19 @@ int StatementExecutor::RunSetField() {
         return FailOperation(ret);
     }
     m_result.sizeAfter = sizeOf(Locate(*m_root, m_statement.tail, m_parameters).parent);
-    if (m_statement.form == PlanForm::SetMapEntries) {
+    const ResolvedValues values(m_parameters, target.computed);
+    const bool isNull = values.IsNull(m_statement.value);
+    if (m_statement.form == PlanForm::SetMapEntries && !isNull) {
         m_result.matched = m_result.changed = static_cast<int64_t>(m_statement.value.members.size());
         return 0;
     }
-    if (m_statement.form == PlanForm::SetList) {
+    if (m_statement.form != PlanForm::SetField) {
         m_result.matched = m_result.sizeBefore;
         m_result.changed = std::max(m_result.sizeBefore, m_result.sizeAfter);
         return 0;
     }
-    const ResolvedValues values(m_parameters, target.computed);
     const bool wasThere = last.IsMapValue() ? location.index >= 0 : m_result.sizeBefore > 0;
-    const bool isChange = !values.IsNull(m_statement.value) || wasThere;
+    const bool isChange = !isNull || wasThere;
     m_result.matched = m_result.changed = isChange ? 1 : 0;
     return 0;
 }

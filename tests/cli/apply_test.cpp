@@ -35,7 +35,8 @@ TEST(Apply, StatementsApplyTogetherOrNotAtAll) {
               "error -4633 COMMON_ERR_INVALID_ARRAY_INDEX: index 9 is beyond 4 elements of demo.Player.scores (line 2, "
               "column 12)\n"
               "  SET scores[9] = 1\n"
-              "             ^\n");
+              "             ^\n"
+              "  hint: its positions are 0 .. 3, or -4 .. -1\n");
     EXPECT_EQ(folder.Read("a.json"), RECORD);
 }
 

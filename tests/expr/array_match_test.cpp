@@ -328,7 +328,7 @@ TEST(Conditions, AskOnlyElementsInRange) {
 TEST(Conditions, ErrorsAreFoundInEmptyArraysToo) {
     filters::Record record;
     EXPECT_EQ(Find("$ = 'a'", record, "i32s"), "-5145: an integer and a text do not compare");
-    EXPECT_EQ(Find("gone = 1", record, "elements"), "-4889: filters.Element has no field gone");
+    EXPECT_EQ(Find("gone = 1", record, "elements"), "-4889: filters.Element has no field 'gone'");
     EXPECT_EQ(Find("$.x = 1", record, "i32s"), "-4889: $ is a value of filters.Record.i32s and has no fields");
     EXPECT_EQ(Find("$ + 1", record, "i32s"), "-5145: the condition is neither true nor false: it is an integer");
     EXPECT_EQ(Find("$ = :p", record, "i32s"), "-4889: a parameter without a value");

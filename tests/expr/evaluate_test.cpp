@@ -138,7 +138,7 @@ const EvalCase EVAL_CASES[] = {
     {"1 / (i32 + 7)", "-5145@2: an integer is divided by zero"},
     {"i32 = -7 OR 1 / 0 = 1", "true"},
     // NULL in operators
-    {"gone.i32", "-4889@0: filters.Element has no field gone"},
+    {"gone.i32", "-4889@0: filters.Element has no field 'gone'"},
     {"phone", "NULL"},
     {"phone = 1", "NULL"},
     {"phone <> 1", "NULL"},
@@ -304,8 +304,8 @@ const EvalCase EVAL_CASES[] = {
     {"NOT 'a'", "-5145@4: the operand of NOT is neither true nor false: it is a text"},
     {"coalesce(i32, 'a')", "-5145@14: an integer and a text do not compare"},
     // Names
-    {"adress", "-4889@0: filters.Element has no field adress"},
-    {"place.cty", "-4889@6: filters.Place has no field cty"},
+    {"adress", "-4889@0: filters.Element has no field 'adress'"},
+    {"place.cty", "-4889@6: filters.Place has no field 'cty'"},
     {"places.city", "-5145@0: filters.Element.places is repeated and needs an index here"},
     {"i32.x", "-4889@0: filters.Element.i32 is no message and has no fields"},
     {"i32[0]", "-5145@0: filters.Element.i32 is not repeated and takes no index"},
@@ -339,7 +339,12 @@ TEST(Evaluate, HintsAtTheNearestName) {
     scope.element = element.GetDescriptor();
     EXPECT_EQ(Calculate("plce = 1", scope, {}).error.hint, "did you mean 'place'?");
     EXPECT_EQ(Calculate("state = 'OPNE'", scope, {}).error.hint, "did you mean 'OPEN'?");
-    EXPECT_EQ(Calculate("zzzzzzzz = 1", scope, {}).error.hint, "");
+    EXPECT_EQ(Calculate("zzzzzzzz = 1", scope, {}).error.hint, "its fields are i32, i64, u32, u64, f, d, b, s, ..");
+    EXPECT_EQ(Calculate("state = 'zzzzzzzz'", scope, {}).error.hint, "its values are 'CLOSED', 'SHUT', 'OPEN', 'SOLD'");
+    EXPECT_EQ(Calculate("state = OPEN", scope, {}).error.hint, "write 'OPEN' in quotes");
+    EXPECT_EQ(Calculate("SOLD <> state", scope, {}).error.hint, "write 'SOLD' in quotes");
+    EXPECT_EQ(Calculate("state NOT IN ('OPEN', SOLD)", scope, {}).error.hint, "write 'SOLD' in quotes");
+    EXPECT_EQ(Calculate("i32 = OPEN", scope, {}).error.hint.find("quotes"), std::string::npos);
 }
 
 TEST(Evaluate, FieldsWithoutPresence) {

@@ -383,7 +383,14 @@ TEST(Grammar, OperatorFaults) {
         {"a and or b",
          "1:7 expected a value after 'AND' | OR is a reserved word: a field of that name is written `or`"},
         {"a && && b", "1:6 expected a value after '&&'"},
-        {"* a", "1:1 expected a value or a condition"},
+        {"* a",
+         "1:1 expected a value or a condition | "
+         "between double quotes a shell replaces $: put statements between single quotes"},
+        {"4711.level = 3",
+         "1:6 expected a digit after the point | "
+         "between double quotes a shell replaces $: put statements between single quotes"},
+        {".a = 3",
+         "1:1 expected a value or a condition | a field of the element is written by its name alone, or $.name"},
         {"-", "1:2 expected a value after '-'"},
         {"NOT", "1:4 expected a value after 'NOT'"},
         {"(", "1:2 expected a value after '('"},

@@ -230,7 +230,7 @@ TEST_F(Resolver, CalculatesOverTheRecord) {
     EXPECT_EQ(Calculate("states[0] = 'OPEN'", m_resolver), "true");
     EXPECT_EQ(Calculate("one.state", m_resolver), "OPEN");
     EXPECT_EQ(Calculate("name", m_resolver), "'b'");
-    EXPECT_EQ(Calculate("gone", m_resolver), "-4889: filters.Record has no field gone");
+    EXPECT_EQ(Calculate("gone", m_resolver), "-4889: filters.Record has no field 'gone'");
     EXPECT_EQ(Calculate("limit / 0", m_resolver), "-5145: an integer is divided by zero");
     EXPECT_EQ(Calculate("i32s", m_resolver), "-5145: a message, a list or a map is no value");
 }

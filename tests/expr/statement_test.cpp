@@ -128,6 +128,7 @@ TEST(Statement, Paths) {
         {"SET from FROM set", "SET from FROM set"},
         {"CLEAR a.from.null", "CLEAR a/from/null"},
         {"GET `where`.`x`", "GET where/x"},
+        {"GET .a", "1:5 expected a field after GET"},
         {"GETa", "1:1 expected a statement: GET, TAKE, POP, SET, PUSH or CLEAR"},
         // Map keys
         {"SET attrs['hp'] = 5", "SET attrs['hp'] = 5"},

@@ -241,8 +241,8 @@ TEST(StatementReport, AFailureAndWhatItUndid) {
     EXPECT_EQ(ReportLine(0, player.Result().statements.at(1)),
               R"({"record":0,"statement":2,"text":"SET scores[3] = 1","code":-4633,)"
               R"("codeName":"COMMON_ERR_INVALID_ARRAY_INDEX","field":"demo.Player.scores",)"
-              R"("error":{"message":"index 3 is beyond 0 elements of demo.Player.scores","text":"3",)"
-              R"("offset":25,"line":1,"column":26}})");
+              R"("error":{"message":"index 3 is beyond 0 elements of demo.Player.scores",)"
+              R"("hint":"it is empty: PUSH inserts elements","text":"3","offset":25,"line":1,"column":26}})");
 }
 
 TEST(StatementReport, WhatDoesNotCompileHasItsLineAlone) {
@@ -254,6 +254,32 @@ TEST(StatementReport, WhatDoesNotCompileHasItsLineAlone) {
     EXPECT_EQ(line.at("statement"), 1);
     EXPECT_EQ(line.at("code"), COMMON_ERR_INVALID_FIELD_NAME);
     EXPECT_EQ(line.at("error").at("hint"), "did you mean 'scores'?");
+}
+
+TEST(StatementReport, ASyntaxErrorNamesItsStatement) {
+    const struct {
+        const char* text;
+        int statement;
+    } rows[] = {
+        {"", 1},
+        {";", 1},
+        {"PUSH scores[1 = 7", 1},
+        {"CLEAR scores extra", 1},
+        {"CLEAR scores; CLEAR tags; PUSH scores[1 = 7; GET tags", 3},
+        {"CLEAR scores; CLEAR tags extra; GET tags", 2},
+        {"CLEAR scores; bogus", 2},
+        {"CLEAR scores;; GET tags", 2},
+        {"CLEAR scores; GET tags WHERE $ = ';' OR", 2},
+        {"CLEAR scores; -- a; b\n GET tags WHERE $ = 'open", 2},
+    };
+    for (const auto& row : rows) {
+        StatementPlan plan;
+        StatementError error;
+        EXPECT_EQ(StatementPlan::Compile(row.text, PlayerRecord::Type(), {}, plan, error),
+                  COMMON_ERR_INVALID_EXPR_SYNTAX);
+        EXPECT_EQ(error.statement, row.statement) << row.text;
+        EXPECT_EQ(nlohmann::json::parse(ReportLine(0, error, row.text)).at("statement"), row.statement) << row.text;
+    }
 }
 
 TEST(ParameterValue, ReadsJsonExactly) {
