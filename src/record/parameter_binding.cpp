@@ -298,6 +298,7 @@ int BindParameters(const CompiledStatements& compiled, const StatementParameters
         const int ret = binder.BindUse(use);
         if (ret != 0) {
             statement = use.statement;
+            NameField(compiled.statements[static_cast<size_t>(statement - 1)], failure);
             return ret;
         }
     }
@@ -305,6 +306,7 @@ int BindParameters(const CompiledStatements& compiled, const StatementParameters
         const int ret = binder.BindExpression(use);
         if (ret != 0) {
             statement = use.statement + 1;
+            NameField(compiled.statements[static_cast<size_t>(use.statement)], failure);
             return ret;
         }
     }

@@ -139,9 +139,12 @@ void ToRanges(const Expr& selector, CompiledStatements& compiled, int statement,
 Place SubscriptPlace(const CompiledStatements& compiled, const PathStep& step) {
     Place place = TokenAt(compiled.text, step.subscript->m_self.m_tokenOffset);
     if (step.subscript->m_self.m_type == OstraneCommon::EXPR_INDEX_RANGE) {
+        // The ranges without their brackets and the blanks around them.
+        const size_t begin = compiled.text.find_first_not_of(" \t\r\n", place.offset + 1);
         const size_t close = compiled.text.find(']', place.offset);
-        if (close != std::string::npos) {
-            place.length = close - place.offset;
+        if (begin < close && close != std::string::npos) {
+            place.offset = begin;
+            place.length = compiled.text.find_last_not_of(" \t\r\n", close - 1) + 1 - begin;
         }
     }
     return place;

@@ -136,7 +136,7 @@ int StatementCompiler::CompileRead() {
     return FailType(last.place,
                     verb + " removes elements of repeated fields, and " + NameOf(last.field) + " is " +
                         (last.field->is_map() ? "a map" : KindOf(last.field)),
-                    "CLEAR empties it", last.field);
+                    last.IsMapValue() ? "CLEAR removes the entry" : "CLEAR empties it", last.field);
 }
 
 int StatementCompiler::CompileClear() {
@@ -335,6 +335,12 @@ int StatementCompiler::CompileSetFrom() {
 
 }  // namespace
 
+void NameField(const CompiledStatement& statement, Failure& failure) {
+    if (failure.field.empty() && !statement.path.empty()) {
+        failure.field = NameOf(statement.Field());
+    }
+}
+
 int CompileStatements(CompiledStatements& compiled, int& statement, Failure& failure) {
     statement = 0;
     OstraneCommon::ExprError error;
@@ -350,6 +356,12 @@ int CompileStatements(CompiledStatements& compiled, int& statement, Failure& fai
         ret = compiler.Compile();
         if (ret != 0) {
             statement = written.number;
+            const CompiledStatement& failed = compiled.statements.back();
+            const size_t found = failed.path.size();
+            const size_t steps = written.path.steps.size();
+            if (found == steps || found + failed.tail.size() == steps) {
+                NameField(failed, failure);
+            }
             return ret;
         }
     }

@@ -11,6 +11,9 @@ namespace OstraneRecord {
 // `statement`.
 int CompileStatements(CompiledStatements& compiled, int& statement, Failure& failure);
 
+// What fails without a field of its own, such as a condition, fails at the field that the statement is about.
+void NameField(const CompiledStatement& statement, Failure& failure);
+
 // Converts the parameters for every use. `statement` is that of the first use that does not fit.
 int BindParameters(const CompiledStatements& compiled, const StatementParameters& parameters, BoundValues& out,
                    int& statement, Failure& failure);
