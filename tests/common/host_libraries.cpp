@@ -11,9 +11,18 @@ Host& TheHost() {
     return host;
 }
 
+namespace {
+
+// Counts a call of the expression library; whether it is the one to fail.
+bool IsToFail() {
+    return ++TheHost().calls == TheHost().failingCall;
+}
+
+}  // namespace
+
 int LogCanWrite(LogCategory* /*category*/, int32_t priority, uint32_t id, uint32_t cls) {
     TheHost().questions.push_back(std::to_string(priority) + ' ' + std::to_string(id) + ' ' + std::to_string(cls));
-    return TheHost().canWrite;
+    return TheHost().questions.size() == TheHost().refusedQuestion ? 0 : TheHost().canWrite;
 }
 
 void LogWriteV(LogCategory* category, LogEvent* event, const char* format, ...) {
@@ -31,17 +40,17 @@ namespace OstraneCommon {
 
 bool ExprVariant::Cast(uint64_t& val) const {
     val = TheHost().bits;
-    return TheHost().isCastTaken;
+    return !IsToFail() && TheHost().isCastTaken;
 }
 
 bool ExprVariant::Cast(double& val) const {
     val = TheHost().number;
-    return TheHost().isCastTaken;
+    return !IsToFail() && TheHost().isCastTaken;
 }
 
 bool ExprVariant::CastRef(const std::string*& val) const {
     val = TheHost().text;
-    return TheHost().isCastTaken;
+    return !IsToFail() && TheHost().isCastTaken;
 }
 
 std::string ExprVariant::ToStr() const {
@@ -55,15 +64,23 @@ std::string Expr::ToStr() const {
 }
 
 int Expr::FindArrayMatchPositions(ExprResolver& /*resolver*/, ExprVariant& /*arrayVar*/, IndexRangeList& /*vecRange*/,
-                                  std::vector<bool>& /*vecMatch*/, int& /*matchCount*/, int& /*minMatch*/,
-                                  std::string& errmsg) {
+                                  std::vector<bool>& vecMatch, int& matchCount, int& minMatch, std::string& errmsg) {
     errmsg = "<reason>";
+    if (IsToFail()) {
+        return HOST_MATCH_FAILED;
+    }
+    if (TheHost().isEveryElementMarked) {
+        // The callers give the number of elements.
+        vecMatch.assign(static_cast<size_t>(minMatch), true);
+        matchCount = minMatch;
+        minMatch = 0;
+    }
     return TheHost().matchResult;
 }
 
 int ParseIndexRange(const std::string& /*text*/, IndexRangeList& out) {
     out.emplace_back(0, -1);
-    return 0;
+    return IsToFail() ? -1 : 0;
 }
 
 // A resolver that supports nothing.

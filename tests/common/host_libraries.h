@@ -33,7 +33,17 @@ struct Host {
     const std::string* text = nullptr;
     int textsMade = 0;
     int matchResult = 0;
+    bool isEveryElementMarked = false;
+
+    // The call of the expression library, from 1, that fails by what it returns; 0 for none. And the question
+    // of the log that is answered with no.
+    int failingCall = 0;
+    int calls = 0;
+    size_t refusedQuestion = 0;
 };
+
+// What the matching returns when it is the call that fails.
+constexpr int HOST_MATCH_FAILED = -77;
 
 // The one host of the program.
 Host& TheHost();
