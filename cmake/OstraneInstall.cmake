@@ -38,3 +38,11 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/OstraneConfigVersion.cma
   COMPATIBILITY SameMinorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/OstraneConfig.cmake" "${PROJECT_BINARY_DIR}/OstraneConfigVersion.cmake"
         DESTINATION "${packageDir}")
+
+# For builds without CMake: `pkg-config --cflags --libs ostrane`. The libraries stand in the order of use.
+if(NOT IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  file(RELATIVE_PATH packagePrefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+  string(REGEX REPLACE "/$" "" packagePrefix "${packagePrefix}")
+  configure_file("${CMAKE_CURRENT_LIST_DIR}/ostrane.pc.in" "${PROJECT_BINARY_DIR}/ostrane.pc" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/ostrane.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endif()
