@@ -1,0 +1,213 @@
+"""Puts one fault after the other into a copy of the sources and sees which tests fail.
+
+    mutate.py --check             whether every text of faults.txt stands in its file exactly once
+    mutate.py [--only WORD]       the run; what an earlier run of the same sources found is not repeated
+
+Ends with 1 when a fault survives that is not listed as equivalent.
+"""
+
+import argparse
+import hashlib
+import json
+import os
+import shutil
+import subprocess
+import sys
+import time
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+WORK = os.path.join(ROOT, "build", "mutate")
+TREE = os.path.join(WORK, "tree")
+BUILD = os.path.join(WORK, "build")
+TEST_SECONDS = 600
+
+
+class Fault:
+    def __init__(self, path, programs, line):
+        self.path, self.programs, self.line = path, programs, line
+        self.old = self.new = self.equivalent = ""
+
+    def key(self):
+        return "\n".join([self.path, self.old, self.new])
+
+
+def read_faults():
+    faults = []
+    with open(os.path.join(ROOT, "tests", "mutate", "faults.txt"), encoding="utf-8") as lines:
+        for number, line in enumerate(lines, 1):
+            line = line.rstrip("\n")
+            if not line or line.startswith("#"):
+                continue
+            if line[:2] in ("- ", "+ ", "= "):
+                setattr(faults[-1], {"-": "old", "+": "new", "=": "equivalent"}[line[0]], line[2:])
+            else:
+                path, programs = line.split(" : ")
+                faults.append(Fault(path, programs.split(), number))
+    return faults
+
+
+def wrong_rows(faults):
+    wrong, seen = [], set()
+    for fault in faults:
+        with open(os.path.join(ROOT, fault.path), encoding="utf-8") as text:
+            count = text.read().count(fault.old) if fault.old else 0
+        if count != 1 or not fault.new or fault.new == fault.old or fault.key() in seen:
+            wrong.append(f"faults.txt:{fault.line}: the text stands {count} times in {fault.path}: {fault.old}")
+        seen.add(fault.key())
+    return wrong
+
+
+def sources():
+    listed = subprocess.run(
+        ["git", "ls-files", "-co", "--exclude-standard", "CMakeLists.txt", "cmake", "src", "tests", "examples", "docs"],
+        cwd=ROOT, check=True, capture_output=True, text=True)
+    return sorted(name for name in set(listed.stdout.split("\n")) if name and os.path.exists(os.path.join(ROOT, name)))
+
+
+def state_of(names):
+    """What the outcome of a run depends on: all sources as they were copied, but the list of faults itself."""
+    digest = hashlib.sha256()
+    for name in names:
+        if not name.startswith("tests/mutate/") and not name.startswith("docs/"):
+            with open(os.path.join(TREE, name), "rb") as text:
+                digest.update(name.encode() + b"\0" + text.read() + b"\0")
+    return digest.hexdigest()
+
+
+def same(a, b):
+    if not os.path.exists(b):
+        return False
+    with open(a, "rb") as one, open(b, "rb") as other:
+        return one.read() == other.read()
+
+
+def copy_sources(names):
+    """Only what differs, so that the build repeats nothing else."""
+    for name in names:
+        source, target = os.path.join(ROOT, name), os.path.join(TREE, name)
+        if not same(source, target):
+            os.makedirs(os.path.dirname(target), exist_ok=True)
+            shutil.copyfile(source, target)
+
+
+def quiet(arguments):
+    return subprocess.run(arguments, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace")
+
+
+def build(programs):
+    return quiet(["ninja", "-C", BUILD, "-j", str(os.cpu_count() or 2), *programs])
+
+
+def program_paths():
+    found = {}
+    for folder, _, files in os.walk(os.path.join(BUILD, "tests")):
+        for name in files:
+            path = os.path.join(folder, name)
+            if name.endswith("_test") and os.access(path, os.X_OK):
+                found[name] = path
+    return found
+
+
+def fails(program, paths):
+    """Whether the program fails; one that does not end fails too."""
+    try:
+        # A random order would make two runs differ; a first failure is enough.
+        ended = subprocess.run([paths[program], "--gtest_fail_fast"], cwd=os.path.dirname(paths[program]),
+                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=TEST_SECONDS)
+        return ended.returncode != 0
+    except subprocess.TimeoutExpired:
+        return True
+
+
+def try_fault(fault, paths):
+    target = os.path.join(TREE, fault.path)
+    with open(target, encoding="utf-8") as text:
+        before = text.read()
+    try:
+        with open(target, "w", encoding="utf-8") as text:
+            text.write(before.replace(fault.old, fault.new))
+        for program in fault.programs:
+            built = build([program])
+            if built.returncode != 0:
+                return "does not compile", built.stdout[-2000:]
+            if fails(program, paths):
+                return "killed", program
+        return "survived", ""
+    finally:
+        with open(target, "w", encoding="utf-8") as text:
+            text.write(before)
+
+
+def prepare(faults):
+    names = sources()
+    copy_sources(names)
+    os.makedirs(BUILD, exist_ok=True)
+    launcher = shutil.which("ccache") or ""
+    # Warnings that a fault brings, such as an unused variable, are none of the tests'.
+    made = quiet(["cmake", "-S", TREE, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=None", "-DCMAKE_CXX_FLAGS=-O0",
+                  "-DOSTRANE_WERROR=OFF", "-DCMAKE_CXX_COMPILER_LAUNCHER=" + launcher])
+    if made.returncode != 0:
+        sys.exit(made.stdout)
+    programs = sorted({program for fault in faults for program in fault.programs})
+    built = build(programs)
+    if built.returncode != 0:
+        sys.exit(built.stdout[-4000:])
+    paths = program_paths()
+    for program in programs:
+        if fails(program, paths):
+            sys.exit(f"{program} fails without any fault")
+    return state_of(names), paths
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--check", action="store_true")
+    parser.add_argument("--only", default="")
+    arguments = parser.parse_args()
+    faults = read_faults()
+    wrong = wrong_rows(faults)
+    if wrong:
+        sys.exit("\n".join(wrong))
+    if arguments.check:
+        print(f"{len(faults)} faults, each stands in its file once")
+        return 0
+
+    faults = [fault for fault in faults if arguments.only in fault.path]
+    state, paths = prepare(faults)
+    store = os.path.join(WORK, "results.json")
+    results = {}
+    if os.path.exists(store):
+        with open(store, encoding="utf-8") as text:
+            results = json.load(text)
+    results = results.get("found", {}) if results.get("state") == state else {}
+    bad = equivalent = killed = 0
+    for number, fault in enumerate(faults, 1):
+        known = results.get(fault.key() + str(fault.programs))
+        if known is None:
+            begin = time.monotonic()
+            outcome, detail = try_fault(fault, paths)
+            known = [outcome, detail, round(time.monotonic() - begin)]
+            results[fault.key() + str(fault.programs)] = known
+            with open(store, "w", encoding="utf-8") as text:
+                json.dump({"state": state, "found": results}, text, indent=1)
+        outcome, detail = known[0], known[1]
+        if outcome == "killed":
+            killed += 1
+            # A reason why no test can see it does not stand beside a test that does.
+            outcome = "killed, though listed as equivalent" if fault.equivalent else outcome
+            bad += 1 if fault.equivalent else 0
+        elif outcome == "survived" and fault.equivalent:
+            equivalent += 1
+            outcome = "equivalent"
+        else:
+            bad += 1
+        print(f"{number:3} {outcome:10} {known[2]:4} s  {fault.path}: {fault.new.strip()}"
+              + (f"  ({detail})" if outcome == "killed" else ""), flush=True)
+        if outcome == "does not compile":
+            print(detail)
+    print(f"{len(faults)} faults: {killed} killed, {equivalent} equivalent, {bad} to look at")
+    return 1 if bad else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
