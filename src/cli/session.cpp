@@ -42,6 +42,14 @@ bool IsSameFile(int descriptor, const std::string& path) {
            opened.st_ino == named.st_ino;
 }
 
+// Whether what is read is the regular file that stdout writes.
+bool IsStdoutOf(int descriptor) {
+    struct stat in = {};
+    struct stat out = {};
+    return fstat(descriptor, &in) == 0 && fstat(STDOUT_FILENO, &out) == 0 && S_ISREG(in.st_mode) &&
+           in.st_dev == out.st_dev && in.st_ino == out.st_ino;
+}
+
 }  // namespace
 
 Session::Session(const Arguments& arguments) : m_arguments(arguments) {}
@@ -238,6 +246,10 @@ int Session::OpenInput() {
     m_input = isStdin ? STDIN_FILENO : open(name.c_str(), O_RDONLY | O_CLOEXEC);
     if (m_input < 0) {
         return FailInputFile(name, "cannot be opened");
+    }
+    if (!m_arguments.WritesFile() && !m_arguments.dryRun && IsStdoutOf(m_input)) {
+        PrintUsageError("standard output is also the input; --in-place or --out change a file");
+        return EXIT_NOT_POSSIBLE;
     }
     if (m_arguments.inPlace && LockInput() != EXIT_DONE) {
         return EXIT_NOT_POSSIBLE;

@@ -94,6 +94,7 @@ int DecodeText(const char* bytes, size_t size, Message& message, InputError& err
     return error.code;
 }
 
+// Parsing clears what the message held.
 int DecodeBinary(const char* bytes, size_t size, Message& message, InputError& error) {
     if (message.ParsePartialFromArray(bytes, static_cast<int>(size))) {
         return 0;
@@ -136,8 +137,12 @@ bool EncodeText(const Message& message, std::string& bytes) {
 }
 
 bool EncodeDelimited(const Message& message, std::string& bytes) {
-    bytes = DelimitedLength(message.ByteSizeLong());
-    return SerializeDeterministic(message, bytes);
+    const size_t size = message.ByteSizeLong();
+    if (size > MAX_SIZE) {
+        return false;
+    }
+    bytes = DelimitedLength(size);
+    return SerializeSized(message, bytes);
 }
 
 int Encode(RecordFormat format, const Message& message, const CodecOptions& options, std::string& bytes,
@@ -168,7 +173,6 @@ int Encode(RecordFormat format, const Message& message, const CodecOptions& opti
 
 int Decode(RecordFormat format, const char* bytes, size_t size, const CodecOptions& options, Message& message,
            InputError& error) {
-    message.Clear();
     if (size > MAX_SIZE) {
         return FailTooLarge(error);
     }
@@ -176,9 +180,11 @@ int Decode(RecordFormat format, const char* bytes, size_t size, const CodecOptio
     switch (format) {
         case RecordFormat::Json:
         case RecordFormat::Ndjson:
+            message.Clear();
             code = JsonToMessage(bytes, size, message, error);
             break;
         case RecordFormat::Text:
+            message.Clear();
             code = DecodeText(bytes, size, message, error);
             break;
         case RecordFormat::Binary:

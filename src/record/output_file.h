@@ -38,7 +38,8 @@ public:
     // Writes what was held back, brings it to the disk, and puts the file in its place.
     int Commit(InputError& error);
 
-    // For a signal handler: removes the temporary files of all that are not committed. Safe there.
+    // For a signal handler: removes the temporary files of all that are not committed. Safe there. A process
+    // that is killed without being asked leaves its own behind, beside a target that is whole.
     static void RemoveTemporaryFiles();
 
 private:

@@ -23,16 +23,20 @@ inline bool TakesUnknownEnumNumbers(const google::protobuf::FieldDescriptor* fie
 }
 
 // Appends the message's bytes with map entries in the order of their keys, so that one record has one
-// sequence of bytes. Required fields may be missing. False, and nothing appended, when it exceeds 2 GiB.
-inline bool SerializeDeterministic(const google::protobuf::Message& message, std::string& out) {
-    if (message.ByteSizeLong() > static_cast<size_t>(std::numeric_limits<int>::max())) {
-        return false;
-    }
+// sequence of bytes. Its ByteSizeLong has just been asked for, which takes as long as writing does, and is at
+// most 2 GiB. Required fields may be missing. False when memory runs out.
+inline bool SerializeSized(const google::protobuf::Message& message, std::string& out) {
     google::protobuf::io::StringOutputStream stream(&out);
     google::protobuf::io::CodedOutputStream coded(&stream);
     coded.SetSerializationDeterministic(true);
     message.SerializeWithCachedSizes(&coded);
     return !coded.HadError();
+}
+
+// The same for any message. False, and nothing appended, when it exceeds 2 GiB.
+inline bool SerializeDeterministic(const google::protobuf::Message& message, std::string& out) {
+    return message.ByteSizeLong() <= static_cast<size_t>(std::numeric_limits<int>::max()) &&
+           SerializeSized(message, out);
 }
 
 }  // namespace OstraneRecord
