@@ -214,7 +214,7 @@ void PushFront(benchmark::State& state) {
         pointers[0] = added;
     };
     Compare(
-        state, 2.0, 20, [] {}, operation, byHand, [&] { Check<Element>(state, target, 0, source, 3, 1); });
+        state, 1.5, 20, [] {}, operation, byHand, [&] { Check<Element>(state, target, 0, source, 3, 1); });
 }
 
 // Overwrites COUNT elements by those of another field, copied or exchanged.

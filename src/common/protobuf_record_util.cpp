@@ -68,9 +68,9 @@ int FindElementValue(LogCategory* log, const char* function, Expr& expr, Expr*& 
         OSTRANE_LOG_AS(log, LOG_PRIORITY_ERROR, SOURCE_PATH, function, "invalid assign expr");
         return OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX;
     }
-    if (assign.m_self.m_str != "$") {
-        OSTRANE_LOG_AS(log, LOG_PRIORITY_ERROR, SOURCE_PATH, function, "not found field '%s'",
-                       assign.m_self.m_str.c_str());
+    const std::string& name = assign.m_self.m_str;
+    if (name.size() != 1 || name[0] != '$') {
+        OSTRANE_LOG_AS(log, LOG_PRIORITY_ERROR, SOURCE_PATH, function, "not found field '%s'", name.c_str());
         return OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME;
     }
     value = assign.Operand(0);
@@ -133,12 +133,13 @@ std::unique_ptr<Message> NewLike(const Message& element) {
 
 // The elements that a source stands for, first and last.
 struct SourceBounds {
-    explicit SourceBounds(const PbField& src) {
+    explicit SourceBounds(const PbField& src, const Reflection* reflection = nullptr) {
         if (src.isArrayRange) {
             begin = src.idxBegin;
             end = src.idxEnd;
         } else if (src.pFieldDesc != nullptr) {
-            end = src.pMessage->GetReflection()->FieldSize(*src.pMessage, src.pFieldDesc) - 1;
+            reflection = reflection != nullptr ? reflection : src.pMessage->GetReflection();
+            end = reflection->FieldSize(*src.pMessage, src.pFieldDesc) - 1;
         }
     }
 
@@ -154,8 +155,12 @@ Message* Consumable(const PbField& src) {
 }
 
 template <typename Element>
-RepeatedPtrField<Element>* MutableElements(Message* parent, const FieldDescriptor* fieldDesc) {
-    return parent->GetReflection()->MutableRepeatedPtrField<Element>(parent, fieldDesc);
+RepeatedPtrField<Element>* MutableElements(Message* parent, const FieldDescriptor* fieldDesc,
+                                           const Reflection* reflection = nullptr) {
+    if (reflection == nullptr) {
+        reflection = parent->GetReflection();
+    }
+    return reflection->MutableRepeatedPtrField<Element>(parent, fieldDesc);
 }
 
 template <typename Element>
@@ -229,17 +234,27 @@ void FillFromItself(RepeatedPtrField<Element>* container, int pos, const std::ve
     }
 }
 
-// Writes the elements idxBegin .. idxEnd from those of the source field, from srcBegin on, in ascending
-// order.
+// The reflections of a target and of a source, asked for unless they are there.
+struct Reflections {
+    Reflections(const MutableProtobufField& field, const PbField& src, const Reflection* targetReflection,
+                const Reflection* sourceReflection)
+        : target(targetReflection != nullptr ? targetReflection : field.m_pParent->GetReflection()),
+          source(sourceReflection != nullptr ? sourceReflection : src.pMessage->GetReflection()) {}
+
+    const Reflection* target;
+    const Reflection* source;
+};
+
+// Writes the elements idxBegin .. idxEnd of the target field, which is `field`, from those of the source field,
+// from srcBegin on, in ascending order.
 template <typename Element>
-void FillFromField(const MutableProtobufField& field, int idxBegin, int idxEnd, const PbField& src, int srcBegin) {
+void FillFromField(RepeatedPtrField<Element>* target, const MutableProtobufField& field, int idxBegin, int idxEnd,
+                   const PbField& src, int srcBegin, const Reflections& reflections) {
     if (idxBegin > idxEnd) {
         return;
     }
-    const Reflection* reflection = field.m_pParent->GetReflection();
-    const Reflection* sourceReflection = src.pMessage->GetReflection();
-    RepeatedPtrField<Element>* target =
-        reflection->MutableRepeatedPtrField<Element>(field.m_pParent, field.m_pFieldDesc);
+    const Reflection* reflection = reflections.target;
+    const Reflection* sourceReflection = reflections.source;
     if (!src.isMutable) {
         const RepeatedPtrField<Element>& source =
             sourceReflection->GetRepeatedPtrField<Element>(*src.pMessage, src.pFieldDesc);
@@ -273,12 +288,12 @@ void FillFromField(const MutableProtobufField& field, int idxBegin, int idxEnd, 
 }
 
 // The same for messages, whose source may be a whole message.
-void FillMessages(const MutableProtobufField& field, int idxBegin, int idxEnd, const PbField& src, int srcBegin) {
+void FillMessages(RepeatedPtrField<Message>* target, const MutableProtobufField& field, int idxBegin, int idxEnd,
+                  const PbField& src, int srcBegin, const Reflections& reflections) {
     if (src.pFieldDesc != nullptr) {
-        FillFromField<Message>(field, idxBegin, idxEnd, src, srcBegin);
+        FillFromField(target, field, idxBegin, idxEnd, src, srcBegin, reflections);
         return;
     }
-    RepeatedPtrField<Message>* target = MutableElements<Message>(field.m_pParent, field.m_pFieldDesc);
     for (int i = idxBegin; i <= idxEnd; ++i) {
         if (src.isMutable) {
             Exchange(target->Mutable(i), Consumable(src));
@@ -290,10 +305,12 @@ void FillMessages(const MutableProtobufField& field, int idxBegin, int idxEnd, c
 
 }  // namespace
 
-int ProtobufRecordUtil::AssignField(MutableProtobufField& field, ExprVariant& value) {
+int ProtobufRecordUtil::AssignField(MutableProtobufField& field, ExprVariant& value, const Reflection* reflection) {
     Message* parent = field.m_pParent;
     const FieldDescriptor* fieldDesc = field.m_pFieldDesc;
-    const Reflection* reflection = parent->GetReflection();
+    if (reflection == nullptr) {
+        reflection = parent->GetReflection();
+    }
     switch (fieldDesc->cpp_type()) {
 #define OSTRANE_ASSIGN(CPPTYPE, T, Setter)                  \
     case FieldDescriptor::CPPTYPE: {                        \
@@ -373,7 +390,8 @@ int ProtobufRecordUtil::SetWithExpr(MutableProtobufField& field, Expr& expr) {
     }
     const FieldDescriptor::CppType cppType = field.m_pFieldDesc->cpp_type();
     if (cppType == FieldDescriptor::CPPTYPE_MESSAGE) {
-        return SetRepeatedMessageWithExpr(field, index, expr.m_operands->begin() + 1, expr.m_operands->end());
+        return SetRepeatedMessageWithExpr(field, index, expr.m_operands->begin() + 1, expr.m_operands->end(),
+                                          reflection);
     }
     Expr* value = nullptr;
     const int ret = FindElementValue(m_pLog, __func__, expr, value);
@@ -383,11 +401,11 @@ int ProtobufRecordUtil::SetWithExpr(MutableProtobufField& field, Expr& expr) {
     switch (cppType) {
 #define OSTRANE_ROW(CPPTYPE, T)    \
     case FieldDescriptor::CPPTYPE: \
-        return SetRepeatedFieldWithExpr<T>(field, index, *value);
+        return SetRepeatedFieldWithExpr<T>(field, index, *value, reflection);
         OSTRANE_SCALAR_CASES(OSTRANE_ROW)
 #undef OSTRANE_ROW
         case FieldDescriptor::CPPTYPE_STRING:
-            return SetRepeatedStringWithExpr(field, index, *value);
+            return SetRepeatedStringWithExpr(field, index, *value, reflection);
         default:
             // Enum elements too: their values are copied from a source field only.
             OSTRANE_ERROR("invalid type=%d", static_cast<int>(cppType));
@@ -395,14 +413,15 @@ int ProtobufRecordUtil::SetWithExpr(MutableProtobufField& field, Expr& expr) {
     }
 }
 
-int ProtobufRecordUtil::SetRepeatedStringWithExpr(MutableProtobufField& field, int index, Expr& value) {
+int ProtobufRecordUtil::SetRepeatedStringWithExpr(MutableProtobufField& field, int index, Expr& value,
+                                                  const Reflection* reflection) {
     const std::string* text = nullptr;
     if (!value.m_self.CastRef(text) || text == nullptr) {
         OSTRANE_ERROR("cast to string failed, field=%s, expr=%s", FullName(field.m_pFieldDesc).c_str(),
                       value.m_self.ToStr().c_str());
         return OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE;
     }
-    field.m_pParent->GetReflection()->SetRepeatedString(field.m_pParent, field.m_pFieldDesc, index, *text);
+    reflection->SetRepeatedString(field.m_pParent, field.m_pFieldDesc, index, *text);
     return 0;
 }
 
@@ -412,6 +431,7 @@ template <typename BeforeFailure>
 int ProtobufRecordUtil::AssignSubFields(const char* function, Message* element, ExprIterator first, ExprIterator last,
                                         BeforeFailure beforeFailure) {
     const Descriptor* elementDesc = element->GetDescriptor();
+    const Reflection* elementReflection = element->GetReflection();
     for (; first != last; ++first) {
         Expr& assign = **first;
         const std::string& name = assign.m_self.m_str;
@@ -428,7 +448,7 @@ int ProtobufRecordUtil::AssignSubFields(const char* function, Message* element, 
                            std::string(elementDesc->full_name()).c_str());
             return OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME;
         }
-        const int ret = AssignField(subField, assign.OperandRef(0).m_self);
+        const int ret = AssignField(subField, assign.OperandRef(0).m_self, elementReflection);
         if (ret != 0) {
             beforeFailure();
             OSTRANE_LOG_AS(m_pLog, LOG_PRIORITY_ERROR, SOURCE_PATH, function, "AssignField(%s) failed, ret=%d",
@@ -442,8 +462,8 @@ int ProtobufRecordUtil::AssignSubFields(const char* function, Message* element, 
 // No rollback: the sub-fields before a failing one keep their new values, and required ones are not
 // looked at, since the element was there before.
 int ProtobufRecordUtil::SetRepeatedMessageWithExpr(MutableProtobufField& field, int index, ExprIterator first,
-                                                   ExprIterator last) {
-    RepeatedPtrField<Message>* pRepeated = MutableElements<Message>(field.m_pParent, field.m_pFieldDesc);
+                                                   ExprIterator last, const Reflection* reflection) {
+    RepeatedPtrField<Message>* pRepeated = MutableElements<Message>(field.m_pParent, field.m_pFieldDesc, reflection);
     if (pRepeated == nullptr) {
         OSTRANE_ERROR("pRepeated(%s) is null", FullName(field.m_pFieldDesc).c_str());
         return OstraneErrCode::GEN_ERR_ERR;
@@ -483,7 +503,8 @@ int ProtobufRecordUtil::PushWithExpr(MutableProtobufField& field, Expr& expr) {
     }
     const FieldDescriptor::CppType cppType = field.m_pFieldDesc->cpp_type();
     if (cppType == FieldDescriptor::CPPTYPE_MESSAGE) {
-        return PushRepeatedMessageWithExpr(field, pos, expr.m_operands->begin() + 1, expr.m_operands->end());
+        return PushRepeatedMessageWithExpr(field, pos, expr.m_operands->begin() + 1, expr.m_operands->end(),
+                                           reflection);
     }
     Expr* value = nullptr;
     const int ret = FindElementValue(m_pLog, __func__, expr, value);
@@ -493,11 +514,11 @@ int ProtobufRecordUtil::PushWithExpr(MutableProtobufField& field, Expr& expr) {
     switch (cppType) {
 #define OSTRANE_ROW(CPPTYPE, T)    \
     case FieldDescriptor::CPPTYPE: \
-        return PushRepeatedFieldWithExpr<T>(field, pos, *value);
+        return PushRepeatedFieldWithExpr<T>(field, pos, *value, reflection);
         OSTRANE_SCALAR_CASES(OSTRANE_ROW)
 #undef OSTRANE_ROW
         case FieldDescriptor::CPPTYPE_STRING:
-            return PushRepeatedStringWithExpr(field, pos, *value);
+            return PushRepeatedStringWithExpr(field, pos, *value, reflection);
         default:
             // Enum elements too: their values are copied from a source field only.
             OSTRANE_ERROR("invalid type=%d", static_cast<int>(cppType));
@@ -505,14 +526,16 @@ int ProtobufRecordUtil::PushWithExpr(MutableProtobufField& field, Expr& expr) {
     }
 }
 
-int ProtobufRecordUtil::PushRepeatedStringWithExpr(MutableProtobufField& field, int pos, Expr& value) {
+int ProtobufRecordUtil::PushRepeatedStringWithExpr(MutableProtobufField& field, int pos, Expr& value,
+                                                   const Reflection* reflection) {
     const std::string* text = nullptr;
     if (!value.m_self.CastRef(text) || text == nullptr) {
         OSTRANE_ERROR("cast to string failed, field=%s, expr=%s", FullName(field.m_pFieldDesc).c_str(),
                       value.m_self.ToStr().c_str());
         return OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE;
     }
-    RepeatedPtrField<std::string>* pRepeated = MutableElements<std::string>(field.m_pParent, field.m_pFieldDesc);
+    RepeatedPtrField<std::string>* pRepeated =
+        MutableElements<std::string>(field.m_pParent, field.m_pFieldDesc, reflection);
     if (pRepeated == nullptr) {
         OSTRANE_ERROR("pRepeatedField(%s) is null", FullName(field.m_pFieldDesc).c_str());
         return OstraneErrCode::GEN_ERR_ERR;
@@ -533,14 +556,16 @@ int ProtobufRecordUtil::PushRepeatedStringWithExpr(MutableProtobufField& field, 
 }
 
 int ProtobufRecordUtil::PushRepeatedMessageWithExpr(MutableProtobufField& field, int pos, ExprIterator first,
-                                                    ExprIterator last) {
-    const Reflection* reflection = field.m_pParent->GetReflection();
+                                                    ExprIterator last, const Reflection* reflection) {
+    if (reflection == nullptr) {
+        reflection = field.m_pParent->GetReflection();
+    }
     Message* element = reflection->AddMessage(field.m_pParent, field.m_pFieldDesc, nullptr);
     if (element == nullptr) {
         OSTRANE_ERROR("Add element(%s) failed", FullName(field.m_pFieldDesc).c_str());
         return OstraneErrCode::GEN_ERR_ERR;
     }
-    RepeatedPtrField<Message>* pRepeated = MutableElements<Message>(field.m_pParent, field.m_pFieldDesc);
+    RepeatedPtrField<Message>* pRepeated = MutableElements<Message>(field.m_pParent, field.m_pFieldDesc, reflection);
     if (pRepeated == nullptr) {
         OSTRANE_ERROR("pRepeated(%s) is null", FullName(field.m_pFieldDesc).c_str());
         return OstraneErrCode::GEN_ERR_ERR;
@@ -733,9 +758,9 @@ int ProtobufRecordUtil::SetWithPbField(MutableProtobufField& field, int idxBegin
         case FieldDescriptor::CPPTYPE_ENUM:
             return SetRepeatedEnumWithPbField(field, idxBegin, idxEnd, src);
         case FieldDescriptor::CPPTYPE_STRING:
-            return SetRepeatedStringWithPbField(field, idxBegin, idxEnd, src);
+            return SetRepeatedStringWithPbField(field, idxBegin, idxEnd, src, reflection, sourceReflection);
         case FieldDescriptor::CPPTYPE_MESSAGE:
-            return SetRepeatedMessageWithPbField(field, idxBegin, idxEnd, src);
+            return SetRepeatedMessageWithPbField(field, idxBegin, idxEnd, src, reflection, sourceReflection);
         default:
             OSTRANE_ERROR("invalid type=%d", static_cast<int>(field.m_pFieldDesc->cpp_type()));
             return OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE;
@@ -774,22 +799,28 @@ int ProtobufRecordUtil::SetRepeatedEnumWithPbField(MutableProtobufField& field, 
 }
 
 int ProtobufRecordUtil::SetRepeatedStringWithPbField(MutableProtobufField& field, int idxBegin, int idxEnd,
-                                                     PbField& src) {
-    const SourceBounds run(src);
+                                                     PbField& src, const Reflection* reflection,
+                                                     const Reflection* sourceReflection) {
+    const SourceBounds run(src, sourceReflection);
     if (!HasEnough(m_pLog, __func__, field, idxBegin, idxEnd, run)) {
         return OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX;
     }
-    FillFromField<std::string>(field, idxBegin, idxEnd, src, run.begin);
+    const Reflections reflections(field, src, reflection, sourceReflection);
+    FillFromField(MutableElements<std::string>(field.m_pParent, field.m_pFieldDesc, reflections.target), field,
+                  idxBegin, idxEnd, src, run.begin, reflections);
     return 0;
 }
 
 int ProtobufRecordUtil::SetRepeatedMessageWithPbField(MutableProtobufField& field, int idxBegin, int idxEnd,
-                                                      PbField& src) {
-    const SourceBounds run(src);
+                                                      PbField& src, const Reflection* reflection,
+                                                      const Reflection* sourceReflection) {
+    const SourceBounds run(src, sourceReflection);
     if (!HasEnough(m_pLog, __func__, field, idxBegin, idxEnd, run)) {
         return OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX;
     }
-    FillMessages(field, idxBegin, idxEnd, src, run.begin);
+    const Reflections reflections(field, src, reflection, sourceReflection);
+    FillMessages(MutableElements<Message>(field.m_pParent, field.m_pFieldDesc, reflections.target), field, idxBegin,
+                 idxEnd, src, run.begin, reflections);
     return 0;
 }
 
@@ -822,9 +853,9 @@ int ProtobufRecordUtil::PushWithPbField(MutableProtobufField& field, int pos, Pb
         case FieldDescriptor::CPPTYPE_ENUM:
             return PushRepeatedEnumWithPbField(field, pos, src);
         case FieldDescriptor::CPPTYPE_STRING:
-            return PushRepeatedStringWithPbField(field, pos, src);
+            return PushRepeatedStringWithPbField(field, pos, src, reflection, sourceReflection);
         case FieldDescriptor::CPPTYPE_MESSAGE:
-            return PushRepeatedMessageWithPbField(field, pos, src);
+            return PushRepeatedMessageWithPbField(field, pos, src, reflection, sourceReflection);
         default:
             OSTRANE_ERROR("invalid type=%d", static_cast<int>(field.m_pFieldDesc->cpp_type()));
             return OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE;
@@ -856,13 +887,18 @@ int ProtobufRecordUtil::PushRepeatedEnumWithPbField(MutableProtobufField& field,
     return 0;
 }
 
-int ProtobufRecordUtil::PushRepeatedStringWithPbField(MutableProtobufField& field, int pos, PbField& src) {
-    const SourceBounds run(src);
-    RepeatedPtrField<std::string>* target = MutableElements<std::string>(field.m_pParent, field.m_pFieldDesc);
+int ProtobufRecordUtil::PushRepeatedStringWithPbField(MutableProtobufField& field, int pos, PbField& src,
+                                                      const Reflection* reflection,
+                                                      const Reflection* sourceReflection) {
+    const Reflections reflections(field, src, reflection, sourceReflection);
+    const SourceBounds run(src, reflections.source);
+    RepeatedPtrField<std::string>* target =
+        MutableElements<std::string>(field.m_pParent, field.m_pFieldDesc, reflections.target);
     const std::vector<std::string*> ownRun = OwnRun(target, field, src, run);
     if (pos == target->size() && ownRun.empty() && !src.isMutable) {
         // Nothing moves: each place is filled while it is at hand.
-        const RepeatedPtrField<std::string>& source = Elements<std::string>(*src.pMessage, src.pFieldDesc);
+        const RepeatedPtrField<std::string>& source =
+            reflections.source->GetRepeatedPtrField<std::string>(*src.pMessage, src.pFieldDesc);
         for (int j = run.begin; j <= run.end; ++j) {
             Copy(target->Add(), source.Get(j));
         }
@@ -876,18 +912,21 @@ int ProtobufRecordUtil::PushRepeatedStringWithPbField(MutableProtobufField& fiel
         FillFromItself(target, pos, ownRun, src.isMutable, run.begin);
         return 0;
     }
-    FillFromField<std::string>(field, pos, pos + run.Count() - 1, src, run.begin);
+    FillFromField(target, field, pos, pos + run.Count() - 1, src, run.begin, reflections);
     return 0;
 }
 
-int ProtobufRecordUtil::PushRepeatedMessageWithPbField(MutableProtobufField& field, int pos, PbField& src) {
-    const Reflection* reflection = field.m_pParent->GetReflection();
-    const SourceBounds run(src);
+int ProtobufRecordUtil::PushRepeatedMessageWithPbField(MutableProtobufField& field, int pos, PbField& src,
+                                                       const Reflection* reflection,
+                                                       const Reflection* sourceReflection) {
+    const Reflections reflections(field, src, reflection, sourceReflection);
+    const SourceBounds run(src, reflections.source);
     std::vector<Message*> ownRun;
     std::unique_ptr<Message> ownParent;
     PbField source = src;
     if (IsSameField(field, src)) {
-        ownRun = OwnRun(MutableElements<Message>(field.m_pParent, field.m_pFieldDesc), field, src, run);
+        ownRun =
+            OwnRun(MutableElements<Message>(field.m_pParent, field.m_pFieldDesc, reflections.target), field, src, run);
     } else if (src.pFieldDesc == nullptr && src.pMessage == field.m_pParent) {
         // A message cannot be moved into itself, and a copy must not meet its own target.
         ownParent.reset(src.pMessage->New());
@@ -896,18 +935,19 @@ int ProtobufRecordUtil::PushRepeatedMessageWithPbField(MutableProtobufField& fie
         source.isMutable = false;
     }
     for (int added = 0; added < run.Count(); ++added) {
-        if (reflection->AddMessage(field.m_pParent, field.m_pFieldDesc, nullptr) == nullptr) {
+        if (reflections.target->AddMessage(field.m_pParent, field.m_pFieldDesc, nullptr) == nullptr) {
             OSTRANE_ERROR("Add element(%s) failed", FullName(field.m_pFieldDesc).c_str());
             return OstraneErrCode::GEN_ERR_ERR;
         }
     }
-    RepeatedPtrField<Message>* target = MutableElements<Message>(field.m_pParent, field.m_pFieldDesc);
+    RepeatedPtrField<Message>* target =
+        MutableElements<Message>(field.m_pParent, field.m_pFieldDesc, reflections.target);
     MoveLastTo(target, pos);
     if (!ownRun.empty()) {
         FillFromItself(target, pos, ownRun, src.isMutable, run.begin);
         return 0;
     }
-    FillMessages(field, pos, pos + run.Count() - 1, source, run.begin);
+    FillMessages(target, field, pos, pos + run.Count() - 1, source, run.begin, reflections);
     return 0;
 }
 

@@ -114,7 +114,8 @@ public:
     // are moved and left empty, and scalars are exchanged with new elements; the source keeps its
     // length. Enum elements are refused. The selection is made before the first element is appended,
     // so `dst` may be `src` itself, and either may lie inside an element of the other, except that an
-    // element that is moved must not hold `dst`.
+    // element that is moved must not hold `dst`. References to messages that are moved may afterwards be
+    // to the new elements of `dst`.
     int GetWithRange(ProtobufField& src, bool isMutableSrc, OstraneCommon::IndexRangeList& vecRange,
                      OstraneCommon::Expr* pFilterExpr, MutableProtobufField& dst, std::vector<int>* pVecRepeatedIndex);
 
@@ -129,11 +130,12 @@ private:
 
     // Writes a value into a singular field, converted to its type: integers by truncation, enums by
     // name alone. A message field is refused.
-    int AssignField(MutableProtobufField& field, OstraneCommon::ExprVariant& value);
+    int AssignField(MutableProtobufField& field, OstraneCommon::ExprVariant& value,
+                    const google::protobuf::Reflection* reflection = nullptr);
 
     // The seven scalar types: bool, int32, uint32, int64, uint64, double, float. The caller picks T
-    // from the field's type. A caller that has the reflections hands them on: asking a message for its
-    // own counts beside copying a short run of values.
+    // from the field's type. Here and below, a caller that has the reflections hands them on: asking a message
+    // for its own counts beside a short run of values, or a single element.
 
     // Overwrites idxBegin .. idxEnd, both inside the field, with the first of `count` values.
     template <typename T>
@@ -146,36 +148,49 @@ private:
                           const google::protobuf::Reflection* reflection = nullptr);
 
     template <typename T>
-    int SetRepeatedFieldWithExpr(MutableProtobufField& field, int index, OstraneCommon::Expr& value);
-    int SetRepeatedStringWithExpr(MutableProtobufField& field, int index, OstraneCommon::Expr& value);
-    int SetRepeatedMessageWithExpr(MutableProtobufField& field, int index, ExprIterator first, ExprIterator last);
+    int SetRepeatedFieldWithExpr(MutableProtobufField& field, int index, OstraneCommon::Expr& value,
+                                 const google::protobuf::Reflection* reflection);
+    int SetRepeatedStringWithExpr(MutableProtobufField& field, int index, OstraneCommon::Expr& value,
+                                  const google::protobuf::Reflection* reflection);
+    int SetRepeatedMessageWithExpr(MutableProtobufField& field, int index, ExprIterator first, ExprIterator last,
+                                   const google::protobuf::Reflection* reflection = nullptr);
 
     template <typename BeforeFailure>
     int AssignSubFields(const char* function, google::protobuf::Message* element, ExprIterator first, ExprIterator last,
                         BeforeFailure beforeFailure);
 
     template <typename T>
-    int PushRepeatedFieldWithExpr(MutableProtobufField& field, int pos, OstraneCommon::Expr& value);
-    int PushRepeatedStringWithExpr(MutableProtobufField& field, int pos, OstraneCommon::Expr& value);
-    int PushRepeatedMessageWithExpr(MutableProtobufField& field, int pos, ExprIterator first, ExprIterator last);
+    int PushRepeatedFieldWithExpr(MutableProtobufField& field, int pos, OstraneCommon::Expr& value,
+                                  const google::protobuf::Reflection* reflection);
+    int PushRepeatedStringWithExpr(MutableProtobufField& field, int pos, OstraneCommon::Expr& value,
+                                   const google::protobuf::Reflection* reflection);
+    int PushRepeatedMessageWithExpr(MutableProtobufField& field, int pos, ExprIterator first, ExprIterator last,
+                                    const google::protobuf::Reflection* reflection = nullptr);
 
     template <typename T>
     int SetRepeatedFieldWithPbField(MutableProtobufField& field, int idxBegin, int idxEnd, OstraneCommon::PbField& src,
-                                    const google::protobuf::Reflection* reflection = nullptr,
-                                    const google::protobuf::Reflection* sourceReflection = nullptr);
+                                    const google::protobuf::Reflection* reflection,
+                                    const google::protobuf::Reflection* sourceReflection);
     int SetRepeatedEnumWithPbField(MutableProtobufField& field, int idxBegin, int idxEnd, OstraneCommon::PbField& src);
-    int SetRepeatedStringWithPbField(MutableProtobufField& field, int idxBegin, int idxEnd,
-                                     OstraneCommon::PbField& src);
+    int SetRepeatedStringWithPbField(MutableProtobufField& field, int idxBegin, int idxEnd, OstraneCommon::PbField& src,
+                                     const google::protobuf::Reflection* reflection,
+                                     const google::protobuf::Reflection* sourceReflection);
     int SetRepeatedMessageWithPbField(MutableProtobufField& field, int idxBegin, int idxEnd,
-                                      OstraneCommon::PbField& src);
+                                      OstraneCommon::PbField& src,
+                                      const google::protobuf::Reflection* reflection = nullptr,
+                                      const google::protobuf::Reflection* sourceReflection = nullptr);
 
     template <typename T>
     int PushRepeatedFieldWithPbField(MutableProtobufField& field, int pos, OstraneCommon::PbField& src,
-                                     const google::protobuf::Reflection* reflection = nullptr,
-                                     const google::protobuf::Reflection* sourceReflection = nullptr);
+                                     const google::protobuf::Reflection* reflection,
+                                     const google::protobuf::Reflection* sourceReflection);
     int PushRepeatedEnumWithPbField(MutableProtobufField& field, int pos, OstraneCommon::PbField& src);
-    int PushRepeatedStringWithPbField(MutableProtobufField& field, int pos, OstraneCommon::PbField& src);
-    int PushRepeatedMessageWithPbField(MutableProtobufField& field, int pos, OstraneCommon::PbField& src);
+    int PushRepeatedStringWithPbField(MutableProtobufField& field, int pos, OstraneCommon::PbField& src,
+                                      const google::protobuf::Reflection* reflection,
+                                      const google::protobuf::Reflection* sourceReflection);
+    int PushRepeatedMessageWithPbField(MutableProtobufField& field, int pos, OstraneCommon::PbField& src,
+                                       const google::protobuf::Reflection* reflection,
+                                       const google::protobuf::Reflection* sourceReflection);
 
     // Marks the elements that lie in the ranges and satisfy the filter. `vecMatch` comes empty,
     // `matchCount` 0 and `minMatch` the element count.
@@ -362,25 +377,27 @@ int ProtobufRecordUtil::PushRepeatedField(MutableProtobufField& field, int pos, 
 }
 
 template <typename T>
-int ProtobufRecordUtil::SetRepeatedFieldWithExpr(MutableProtobufField& field, int index, OstraneCommon::Expr& value) {
+int ProtobufRecordUtil::SetRepeatedFieldWithExpr(MutableProtobufField& field, int index, OstraneCommon::Expr& value,
+                                                 const google::protobuf::Reflection* reflection) {
     T element = T{};
     if (!OstraneCommon::CastElement(value.m_self, element)) {
         OSTRANE_HEADER_ERROR("expr type cast failed, field=%s, expr=%s", FullName(field.m_pFieldDesc).c_str(),
                              value.m_self.ToStr().c_str());
         return OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE;
     }
-    return SetRepeatedField<T>(field, index, index, &element, 1);
+    return SetRepeatedField<T>(field, index, index, &element, 1, reflection);
 }
 
 template <typename T>
-int ProtobufRecordUtil::PushRepeatedFieldWithExpr(MutableProtobufField& field, int pos, OstraneCommon::Expr& value) {
+int ProtobufRecordUtil::PushRepeatedFieldWithExpr(MutableProtobufField& field, int pos, OstraneCommon::Expr& value,
+                                                  const google::protobuf::Reflection* reflection) {
     T element = T{};
     if (!OstraneCommon::CastElement(value.m_self, element)) {
         OSTRANE_HEADER_ERROR("expr type cast failed, field=%s, expr=%s", FullName(field.m_pFieldDesc).c_str(),
                              value.m_self.ToStr().c_str());
         return OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE;
     }
-    return PushRepeatedField<T>(field, pos, &element, 1);
+    return PushRepeatedField<T>(field, pos, &element, 1, reflection);
 }
 
 template <typename T>

@@ -5,10 +5,9 @@
 #ifndef OSTRANE_COMMON_STRING_UTIL_H_
 #define OSTRANE_COMMON_STRING_UTIL_H_
 
-#include <cctype>
-#include <cerrno>
-#include <cstdlib>
+#include <charconv>
 #include <string>
+#include <system_error>
 #include <type_traits>
 
 // Stores the decimal integer that is the whole of `str` into `val`, when it lies in [min_, max_].
@@ -17,20 +16,14 @@ template <typename T>
 bool StringToInt(const std::string& str, T& val, T max_, T min_) {
     static_assert(std::is_integral<T>::value && (std::is_signed<T>::value || sizeof(T) < sizeof(long long)),
                   "every value of T must fit a signed 64-bit integer");
-    // strtoll itself would pass over leading spaces.
-    if (str.empty() || std::isspace(static_cast<unsigned char>(str.front())) != 0) {
-        return false;
+    const char* begin = str.data();
+    const char* const end = begin + str.size();
+    if (str.size() > 1 && begin[0] == '+' && begin[1] != '-') {
+        ++begin;
     }
-    char* end = nullptr;
-    const int savedErrno = errno;
-    errno = 0;
-    const long long number = std::strtoll(str.c_str(), &end, 10);
-    const bool isOutOfRange = errno == ERANGE;
-    errno = savedErrno;
-    if (end != str.c_str() + str.size()) {
-        return false;
-    }
-    if (isOutOfRange) {
+    long long number = 0;
+    const std::from_chars_result read = std::from_chars(begin, end, number);
+    if (read.ec != std::errc() || read.ptr != end) {
         return false;
     }
     if (number > static_cast<long long>(max_) || number < static_cast<long long>(min_)) {

@@ -110,6 +110,42 @@ TEST_F(GetTest, MovedMessagesAreNotCopied) {
     }
 }
 
+// Room is made once for what is selected. Grown element by element, it would double to 128.
+TEST_F(GetTest, RoomIsMadeOnceForTheSelection) {
+    for (int i = 0; i < 99; ++i) {
+        m_message.add_many_int32(i);
+        m_message.add_many_string("x");
+        m_message.add_many_message();
+    }
+    for (const char* name : {"many_int32", "many_string", "many_message"}) {
+        SCOPED_TRACE(name);
+        Positions positions;
+        EXPECT_EQ(Get(Field(&m_message, name), false, {}, nullptr, Field(&m_target, name), &positions), 0);
+        EXPECT_EQ(positions.size(), 99U);
+        EXPECT_LT(positions.capacity(), 128U);
+    }
+    EXPECT_LT(m_target.many_int32().Capacity(), 128);
+    EXPECT_LT(m_target.many_string().Capacity(), 128);
+    EXPECT_LT(m_target.many_message().Capacity(), 128);
+}
+
+// A container keeps the elements that were cleared: strings are used again, messages stay behind.
+TEST_F(GetTest, ClearedElementsOfTheTargetShowNothingOld) {
+    Fill("many_string: ['a'] many_message: [{a: 1}]");
+    std::string* cleared = m_target.add_many_string();
+    *cleared = "old";
+    m_target.add_many_message()->set_b("old");
+    m_target.Clear();
+    for (const char* name : {"many_string", "many_message"}) {
+        EXPECT_EQ(Get(Field(&m_message, name), true, {}, nullptr, Field(&m_target, name)), 0);
+    }
+    EXPECT_EQ(Show(m_target), "many_string: \"a\" many_message { a: 1 }");
+    EXPECT_EQ(Show(m_message), "many_string: \"\" many_message { }");
+    EXPECT_EQ(&m_target.many_string(0), cleared);
+    m_target.add_many_message();
+    EXPECT_EQ(Show(m_target, "many_message"), "[{a: 1}, {}]");
+}
+
 // A long selection is moved by pointer where that is safe; nothing but the cost tells it from a short one.
 TEST_F(GetTest, LongSelectionsAreMovedLikeShortOnes) {
     constexpr int COUNT = 50;
