@@ -165,7 +165,10 @@ int Binder::BindUse(const ParameterUse& use) {
         return ret;
     }
     if (use.field->message_type() != nullptr) {
-        return FailUse(use, "no parameter can hold a message", "write it as {name: :parameter, ..}");
+        const std::string what = use.field->is_map() ? "map" : "message";
+        return FailUse(
+            use, "no parameter can hold a " + what,
+            use.field->is_map() ? "write it as {'key': :parameter, ..}" : "write it as {name: :parameter, ..}");
     }
     if (!use.takesSingle && use.kind == ParameterUse::Kind::Value) {
         return FailUse(use, "one value does not fit " + name + ", " + KindOf(use.field), "give a list");

@@ -65,7 +65,7 @@ int ValueCompiler::Whole(Expr* node, const FieldDescriptor* field, bool nullClea
         return 0;
     }
     if (field->is_map()) {
-        return Entries(node, field, out);
+        return Entries(node, field, nullClears, out);
     }
     if (field->is_repeated()) {
         return List(node, field, nullClears, out);
@@ -220,7 +220,10 @@ int ValueCompiler::CheckMember(const ValueMember& member, bool isNull, const Val
     return 0;
 }
 
-int ValueCompiler::Entries(Expr* node, const FieldDescriptor* field, ValueNode& out) {
+int ValueCompiler::Entries(Expr* node, const FieldDescriptor* field, bool nullClears, ValueNode& out) {
+    if (node->m_self.m_type == OstraneCommon::EXPR_QUESTION) {
+        return Parameter(node, field, nullClears, false, false, out);
+    }
     if (node->m_self.m_type != OstraneCommon::EXPR_ASSIGN_LIST) {
         return Fail(
             m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, out.place,

@@ -36,7 +36,8 @@ private:
     int Message(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
     int Member(OstraneCommon::Expr* assign, const google::protobuf::Descriptor* type, ValueNode& out);
     int CheckMember(const ValueMember& member, bool isNull, const ValueNode& literal, const Place& place);
-    int Entries(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
+    int Entries(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, bool nullClears,
+                ValueNode& out);
     int List(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, bool nullClears,
              ValueNode& out);
     std::string ListHint(const OstraneCommon::Expr& node, const google::protobuf::FieldDescriptor* field) const;

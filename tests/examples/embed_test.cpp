@@ -97,9 +97,9 @@ TEST(Embed, EveryFailureIsToldAndPrintsNoRecord) {
         {"a schema that is not there", "nowhere.proto T r.json 'GET a'", "nowhere.proto"},
         {"a type that is not there", kSchema + " demo.Plaier " + kRecord + " 'GET level'", "did you mean"},
         {"a record that is not there", kSchema + " demo.Player nowhere.json 'GET level'",
-         "nowhere.json: cannot be read, or is empty\n"},
+         "nowhere.json: cannot be opened: No such file or directory\n"},
         {"a folder in place of a record", kSchema + " demo.Player " OSTRANE_EXAMPLES " 'GET level'",
-         ": cannot be read, or is empty\n"},
+         ": cannot be read: Is a directory\n"},
         {"a record of another kind", kSchema + " demo.Player " + kSchema + " 'GET level'", kSchema + ":1:1: "},
         {"statements that do not compile", kSchema + " demo.Player " + kRecord + " 'PUSH scroes = 1'",
          "error -4889 COMMON_ERR_INVALID_FIELD_NAME: demo.Player has no field 'scroes'\n"
