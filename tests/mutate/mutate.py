@@ -17,8 +17,9 @@ import time
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 WORK = os.path.join(ROOT, "build", "mutate")
+# A tree of the same shape, built in the same way as the tests are: what a compiler cache holds of them serves here.
 TREE = os.path.join(WORK, "tree")
-BUILD = os.path.join(WORK, "build")
+BUILD = os.path.join(TREE, "build", "debug")
 TEST_SECONDS = 600
 
 
@@ -59,7 +60,8 @@ def wrong_rows(faults):
 
 def sources():
     listed = subprocess.run(
-        ["git", "ls-files", "-co", "--exclude-standard", "CMakeLists.txt", "cmake", "src", "tests", "examples", "docs"],
+        ["git", "ls-files", "-co", "--exclude-standard", "CMakeLists.txt", "CMakePresets.json", "cmake", "src", "tests",
+         "examples", "docs"],
         cwd=ROOT, check=True, capture_output=True, text=True)
     return sorted(name for name in set(listed.stdout.split("\n")) if name and os.path.exists(os.path.join(ROOT, name)))
 
@@ -90,8 +92,8 @@ def copy_sources(names):
             shutil.copyfile(source, target)
 
 
-def quiet(arguments):
-    return subprocess.run(arguments, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace")
+def quiet(arguments, folder=ROOT):
+    return subprocess.run(arguments, cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace")
 
 
 def build(programs):
@@ -141,11 +143,8 @@ def try_fault(fault, paths):
 def prepare(faults):
     names = sources()
     copy_sources(names)
-    os.makedirs(BUILD, exist_ok=True)
     launcher = shutil.which("ccache") or ""
-    # Warnings that a fault brings, such as an unused variable, are none of the tests'.
-    made = quiet(["cmake", "-S", TREE, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=None", "-DCMAKE_CXX_FLAGS=-O0",
-                  "-DOSTRANE_WERROR=OFF", "-DCMAKE_CXX_COMPILER_LAUNCHER=" + launcher])
+    made = quiet(["cmake", "-S", TREE, "--preset", "debug", "-DCMAKE_CXX_COMPILER_LAUNCHER=" + launcher], TREE)
     if made.returncode != 0:
         sys.exit(made.stdout)
     programs = sorted({program for fault in faults for program in fault.programs})
