@@ -24,7 +24,8 @@ def read_exceptions():
                 last[1] = line[2:]
             elif line and not line.startswith("#"):
                 path, text = line.split(" : ", 1)
-                last = [text, ""]
+                text, _, more = text.partition(" +")
+                last = [text, "", int(more or 0)]
                 exceptions.setdefault(path, []).append(last)
     return exceptions
 
@@ -42,16 +43,19 @@ def main():
         total = totals[group]
         with open(os.path.join(ROOT, path), encoding="utf-8") as text:
             source = text.read().split("\n")
-        excepted = {row[0]: row for row in exceptions.get(path, [])}
+        rows = {row[0]: row for row in exceptions.get(path, [])}
+        excepted = {}
+        for number, written in enumerate(source):
+            for more in range(rows[written.strip()][2] + 1 if written.strip() in rows else 0):
+                excepted[number + 1 + more] = written.strip()
         used = set()
         for line in entry["lines"]:
             if line.get("gcovr/noncode"):
                 continue
             written = source[line["line_number"] - 1].strip()
-            if written in excepted:
-                if line["count"] == 0:
-                    used.add(written)
-                    continue
+            if line["line_number"] in excepted and line["count"] == 0:
+                used.add(excepted[line["line_number"]])
+                continue
             total[0] += 1
             total[1] += line["count"] > 0
             if line["count"] == 0 and group == "src/common":
@@ -59,7 +63,7 @@ def main():
             for branch in line["branches"]:
                 total[2] += 1
                 total[3] += branch["count"] > 0
-        for written, row in excepted.items():
+        for written, row in rows.items():
             if not row[1]:
                 problems.append(f"exceptions.txt gives no reason for {path}: {written}")
             if written not in used:
