@@ -45,6 +45,7 @@ RecordLoop::RecordLoop(const Arguments& arguments, Session& session, const Desti
     m_wanted.records = m_to.records != nullptr;
     m_wanted.elements = m_to.elements != nullptr;
     m_wanted.report = m_to.report->IsOpen();
+    m_isSlow = m_session.IsStream() && m_session.InputSize() == 0;
 }
 
 int RecordLoop::Run() {
@@ -156,6 +157,7 @@ void RecordLoop::Read(bool isShared, RecordBatch& batch) {
     } while (isShared && reader.IsNextAtHand() && batch.bytes.size() < MAX_BATCH_BYTES &&
              batch.records.size() < MAX_BATCH_RECORDS);
     batch.offset = reader.Offset();
+    batch.mayWait = m_isSlow && !reader.IsNextAtHand();
     // Only now do the copies stay where they are.
     size_t begin = 0;
     for (RawRecord& record : batch.records) {
@@ -183,6 +185,9 @@ void RecordLoop::Emit(const RecordBatch& batch) {
     if (status == EXIT_DONE) {
         status = batch.status;
     }
+    if (status == EXIT_DONE && batch.mayWait) {
+        status = Flush();
+    }
     if (status == EXIT_DONE && batch.inputEnd.code != 0) {
         PrintInputError(batch.inputEnd);
         status = EXIT_NOT_POSSIBLE;
@@ -201,6 +206,18 @@ int RecordLoop::Write(OutputFile* out, const std::string& bytes) {
     }
     PrintOutputError(*out, error);
     return EXIT_NOT_POSSIBLE;
+}
+
+// Whoever types records, or waits at the other end of a pipe, sees what became of them before the next ones.
+int RecordLoop::Flush() {
+    for (OutputFile* out : {m_to.elements, m_to.records}) {
+        InputError error;
+        if (out != nullptr && out->Flush(error) != 0) {
+            PrintOutputError(*out, error);
+            return EXIT_NOT_POSSIBLE;
+        }
+    }
+    return EXIT_DONE;
 }
 
 // The first to stop decides how the run ends.

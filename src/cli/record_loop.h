@@ -64,6 +64,7 @@ private:
     void Read(bool isShared, RecordBatch& batch);
     void Emit(const RecordBatch& batch);
     int Write(OstraneRecord::OutputFile* out, const std::string& bytes);
+    int Flush();
     void Stop(int status);
     void ShowProgress(uint64_t offset);
 
@@ -71,6 +72,7 @@ private:
     Session& m_session;
     Destinations m_to;
     Wanted m_wanted;
+    bool m_isSlow = false;  // a pipe or a terminal: the next record may be long in coming
 
     // Of the reader's end, under m_readMutex where threads meet.
     std::mutex m_readMutex;

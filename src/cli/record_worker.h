@@ -48,6 +48,7 @@ struct RecordBatch {
     std::string bytes;                   // of the records, where they are not the reader's
     OstraneRecord::InputError inputEnd;  // its code is not 0 when the input failed behind the records
     uint64_t offset = 0;                 // of the input, behind the records
+    bool mayWait = false;                // behind the records the input had nothing at hand
 
     int status = EXIT_DONE;  // else the run ends behind the record that failed, the last one taken
     Totals totals;

@@ -1,6 +1,7 @@
 #include "record/output_file.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -45,6 +46,26 @@ int TakeSlot(const std::string& path) {
     }
     return -1;
 }
+
+// Keeps signals from this thread for as long as it lives; errno stays.
+class SignalsHeld {
+public:
+    SignalsHeld() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &m_before);
+    }
+    ~SignalsHeld() {
+        const int kept = errno;
+        pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+        errno = kept;
+    }
+    SignalsHeld(const SignalsHeld&) = delete;
+    SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+private:
+    sigset_t m_before = {};
+};
 
 // Where the links at the end of `path` lead; the last one may lead to nothing.
 std::string FollowLinks(const std::string& path) {
@@ -119,13 +140,17 @@ int OutputFile::OpenTemporary(const std::string& target, bool exists, InputError
     const std::filesystem::path path = target;
     const std::string base = path.filename().string().substr(0, MAX_BASE_NAME);
     std::string pattern = (path.parent_path() / ("." + base + ".XXXXXX")).string();
-    m_descriptor = mkostemp(pattern.data(), O_CLOEXEC);
+    {
+        // A handler that ran between the two would not know of the file.
+        const SignalsHeld held;
+        m_descriptor = mkostemp(pattern.data(), O_CLOEXEC);
+        m_slot = m_descriptor < 0 ? -1 : TakeSlot(pattern);
+    }
     if (m_descriptor < 0) {
         return Fail("cannot be written: no file can be made in its folder", error);
     }
     m_ownsDescriptor = true;
     m_temporary = pattern;
-    m_slot = TakeSlot(pattern);
     m_target = target;
     struct stat own = {};
     if (fstat(m_descriptor, &own) != 0) {

@@ -82,6 +82,25 @@ TEST(Signal, InTheMiddleOfInPlaceTheOldFileStaysAndNothingElse) {
     }
 }
 
+// Whatever the run is about when it comes: before the temporary file, while it is made, at the end.
+TEST(Signal, AtAnyMomentNoTemporaryFileStays) {
+    TempFolder folder;
+    const std::string text = Records(300);
+    for (int round = 0; round < 60; ++round) {
+        const std::string in = folder.Write("a.ndjson", text);
+        Process process(Player("apply", {"--in", in, "--in-place", "PUSH scores = 4"}), ProcessSetup());
+        usleep(static_cast<useconds_t>(round) * 500);
+        process.Signal(SIGTERM);
+        const int status = process.Wait();
+        EXPECT_TRUE(status == -SIGTERM || status == 0) << status;
+        EXPECT_EQ(FileCount(folder), 1U) << round;
+        const std::string left = folder.Read("a.ndjson");
+        // Wholly old or wholly new: the signal may have come behind the rename.
+        const size_t changed = left.size() - text.size();
+        EXPECT_TRUE(left == text || changed == 2U * 300) << changed;
+    }
+}
+
 // It cannot be answered: the temporary file stays beside the old one, and disturbs no later run.
 TEST(Signal, AKillLeavesTheOldFileAndTheTemporaryOne) {
     TempFolder folder;
@@ -95,6 +114,32 @@ TEST(Signal, AKillLeavesTheOldFileAndTheTemporaryOne) {
 }
 
 // Output
+
+TEST(SlowStream, WhatBecameOfARecordIsThereBeforeTheNextOne) {
+    for (const char* threads : {"1", "3"}) {
+        TempFolder folder;
+        const std::string path = folder.At("pipe");
+        ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+        const int writer = open(path.c_str(), O_RDWR | O_CLOEXEC);
+        int ends[2] = {-1, -1};
+        ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        ProcessSetup setup;
+        setup.out = ends[1];
+        Process process(
+            Player("apply", {"--in", path, "--in-format", "ndjson", "--threads", threads, "PUSH scores = 4"}), setup);
+        for (int i = 0; i < 3; ++i) {
+            ASSERT_EQ(write(writer, "{\"name\":\"a\"}\n", 13), 13);
+            char buffer[100];
+            const ssize_t count = read(ends[0], buffer, sizeof(buffer));
+            EXPECT_EQ(std::string(buffer, count < 0 ? 0 : static_cast<size_t>(count)),
+                      "{\"name\":\"a\",\"scores\":[4]}\n");
+        }
+        close(writer);
+        EXPECT_EQ(process.Wait(), 0);
+        close(ends[0]);
+        close(ends[1]);
+    }
+}
 
 TEST(StreamFault, AReaderThatLeavesEndsTheRunQuietly) {
     TempFolder folder;

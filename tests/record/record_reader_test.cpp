@@ -125,6 +125,76 @@ TEST(RecordReader, AnUnreadableInputIsAnError) {
     EXPECT_THAT(ReadAll(-1, RecordFormat::Ndjson), HasSubstr("-256 in: cannot be read: Bad file descriptor"));
 }
 
+// Told of a pipe that stays open: asking does not wait for its next bytes.
+TEST(RecordReader, TellsWhetherTheNextRecordIsAtHand) {
+    const struct {
+        RecordFormat format;
+        std::string text;
+        std::string atHand;  // after each record
+    } rows[] = {
+        {RecordFormat::Ndjson, "{}\n{}\n{", "10"},
+        {RecordFormat::Ndjson, "{}\n{}\n{}\n", "110"},
+        {RecordFormat::Delimited,
+         std::string("\x01"
+                     "a"
+                     "\x02"
+                     "bc",
+                     5),
+         "10"},
+        {RecordFormat::Delimited,
+         std::string("\x01"
+                     "a"
+                     "\x02"
+                     "b",
+                     4),
+         "0"},
+        {RecordFormat::Delimited,
+         std::string("\x01"
+                     "a"
+                     "\x00"
+                     "\x80",
+                     4),
+         "10"},
+    };
+    for (const auto& row : rows) {
+        int ends[2] = {-1, -1};
+        ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        ASSERT_EQ(write(ends[1], row.text.data(), row.text.size()), static_cast<ssize_t>(row.text.size()));
+        RecordReader reader(ends[0], "in", row.format);
+        std::string atHand;
+        for (size_t i = 0; i < row.atHand.size(); ++i) {
+            bool hasRecord = false;
+            InputError error;
+            ASSERT_EQ(reader.Next(hasRecord, error), 0);
+            ASSERT_TRUE(hasRecord);
+            atHand += reader.IsNextAtHand() ? '1' : '0';
+        }
+        EXPECT_EQ(atHand, row.atHand) << row.text;
+        close(ends[0]);
+        close(ends[1]);
+    }
+}
+
+TEST(RecordReader, EndsWhileItWaitsWhenItIsTold) {
+    int in[2] = {-1, -1};
+    int end[2] = {-1, -1};
+    ASSERT_EQ(pipe2(in, O_CLOEXEC), 0);
+    ASSERT_EQ(pipe2(end, O_CLOEXEC), 0);
+    RecordReader reader(in[0], "in", RecordFormat::Ndjson);
+    reader.EndWith(end[0]);
+    ASSERT_EQ(write(in[1], "{}\n", 3), 3);
+    bool hasRecord = false;
+    InputError error;
+    EXPECT_EQ(reader.Next(hasRecord, error), 0);
+    EXPECT_TRUE(hasRecord);
+    close(end[1]);
+    EXPECT_EQ(reader.Next(hasRecord, error), 0);
+    EXPECT_FALSE(hasRecord);
+    close(end[0]);
+    close(in[0]);
+    close(in[1]);
+}
+
 TEST(RecordReader, DecodingErrorsHaveTheirPlaceInTheInput) {
     Schema schema;
     InputError error;
