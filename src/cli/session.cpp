@@ -13,6 +13,7 @@
 #include "common/err_code.h"
 #include "common/string_util.h"
 #include "record/file_bytes.h"
+#include "record/plan_path.h"
 #include "terminal.h"
 
 namespace OstraneCli {
@@ -62,7 +63,8 @@ Session::~Session() {
 
 OstraneRecord::CodecOptions Session::Codec() const {
     OstraneRecord::CodecOptions options;
-    options.partial = m_arguments.partial;
+    // Looking for missing fields where there can be none takes a good part of a record's time.
+    options.partial = m_arguments.partial || !m_mayLackRequired;
     options.camelNames = m_arguments.camelNames;
     return options;
 }
@@ -106,6 +108,7 @@ int Session::LoadSchema() {
         PrintInputError(error);
         return EXIT_NOT_POSSIBLE;
     }
+    m_mayLackRequired = OstraneRecord::HasRequiredFields(m_pType);
     return EXIT_DONE;
 }
 

@@ -69,6 +69,7 @@ private:
     std::unique_ptr<OstraneLog::LogChannel> m_pLog;
     OstraneRecord::Schema m_schema;
     const google::protobuf::Descriptor* m_pType = nullptr;
+    bool m_mayLackRequired = true;  // a record of the type, or something in it
     std::string m_statements;
     OstraneRecord::StatementPlan m_plan;
     OstraneRecord::StatementParameters m_parameters;
