@@ -124,12 +124,24 @@ std::string CommandsWith(const CLI::App& app, const std::string& option) {
     return Enumerate(names);
 }
 
-std::string HintAt(const std::string& word, const CLI::App& app, const CLI::App* chosen) {
+// Whether the text is rather a file's name than a statement.
+bool IsFileName(const std::string& text) {
+    RecordFormat format;
+    return text.find(' ') == std::string::npos && OstraneRecord::FormatOfFile(text, format);
+}
+
+std::string HintAt(const std::string& word, const CLI::App& app, const CLI::App* chosen,
+                   const std::string& statements) {
     if (chosen == nullptr && word.front() != '-') {
         return OstraneCommon::NameHint(word, FixedValues("COMMAND"));
     }
     if (word.front() != '-') {
         const bool takesStatements = FindOption(*chosen, "--file") != nullptr;
+        for (const std::string& file : {word, statements}) {
+            if (takesStatements && IsFileName(file)) {
+                return "the file with the record is named by --in " + file;
+            }
+        }
         return takesStatements ? "the statements are one argument, in quotes" : "";
     }
     if (chosen != nullptr && FindOption(*chosen, word) != nullptr) {
@@ -148,7 +160,7 @@ std::string HintAt(const std::string& word, const CLI::App& app, const CLI::App*
 
 // What CLI11 says of an option, in our words: its text starts with the option's name and a colon.
 std::string OptionFault(const CLI::ParseError& error, const CLI::App& command) {
-    const std::string text = error.what();
+    std::string text = error.what();
     const std::string name = text.substr(0, text.find(':'));
     const CLI::Option* const option = FindOption(command, name);
     if (dynamic_cast<const CLI::ValidationError*>(&error) != nullptr && text.size() > name.size() + 2) {
@@ -161,13 +173,13 @@ std::string OptionFault(const CLI::ParseError& error, const CLI::App& command) {
     return name + (isRepeated ? " is given twice" : " needs a value: " + name + " " + option->get_type_name());
 }
 
-bool FailParse(const CLI::App& app, const CLI::ParseError& error, int& exitStatus) {
+bool FailParse(const CLI::App& app, const CLI::ParseError& error, const std::string& statements, int& exitStatus) {
     const std::vector<CLI::App*> subcommands = app.get_subcommands();
     const CLI::App* const chosen = subcommands.empty() ? nullptr : subcommands.front();
     const std::vector<std::string> rest = app.remaining(true);
     std::string message;
     if (!rest.empty()) {
-        const std::string hint = HintAt(rest.front(), app, chosen);
+        const std::string hint = HintAt(rest.front(), app, chosen, statements);
         message = "'" + rest.front() + "' was not expected" + (hint.empty() ? "" : "; " + hint);
     } else if (chosen == nullptr) {
         message = "name a command: apply, get, explain or codes";
@@ -224,7 +236,7 @@ bool ParseArguments(int argc, const char* const* argv, Arguments& arguments, int
     } catch (const CLI::CallForVersion& version) {
         text = std::string(version.what()) + "\n";
     } catch (const CLI::ParseError& error) {
-        return FailParse(app, error, exitStatus);
+        return FailParse(app, error, arguments.statements, exitStatus);
     }
     if (arguments.command == Command::Completion && raw.shell.empty()) {
         return FailUsage("name the shell: ostrane completion " + Enumerate(FixedValues("SHELL")), exitStatus);

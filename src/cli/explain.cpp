@@ -62,8 +62,13 @@ std::string ShowPlan(const Session& session) {
     return out;
 }
 
+// The error of one that fails is told apart.
 std::string ShowResult(const StatementResult& result) {
-    std::string out = "  " + std::to_string(result.number) + ": matched " + std::to_string(result.matched);
+    std::string out = "  " + std::to_string(result.number) + ": ";
+    if (result.code != 0) {
+        return out + "fails, and the record stays as it was\n";
+    }
+    out += "matched " + std::to_string(result.matched);
     for (size_t i = 0; i < result.positions.size() && i < MAX_POSITIONS; ++i) {
         out += (i == 0 ? " at " : ", ") + std::to_string(result.positions[i]);
     }
@@ -87,13 +92,12 @@ int ExplainRecord(RecordWorker& worker, const OstraneRecord::RawRecord& record, 
         text += "  not chosen by --where\n";
         return status;
     }
-    if (status == EXIT_DONE) {
-        status = worker.Execute(record, notices);
+    if (status != EXIT_DONE) {
+        return status;
     }
-    if (status == EXIT_DONE) {
-        for (const StatementResult& statement : worker.Result().statements) {
-            text += ShowResult(statement);
-        }
+    status = worker.Execute(record, notices);
+    for (const StatementResult& statement : worker.Result().statements) {
+        text += ShowResult(statement);
     }
     return status;
 }
@@ -111,13 +115,13 @@ int ExplainRecords(const Arguments& arguments, Session& session, OstraneRecord::
         std::string text = reader.Place(record) + "\n";
         std::vector<Notice> notices;
         const int status = ExplainRecord(worker, record, text, notices);
-        if (status != EXIT_DONE) {
-            notices.back().Print();
-            return status;
-        }
         if (out.Write(text, error) != 0) {
             PrintOutputError(out, error);
             return EXIT_NOT_POSSIBLE;
+        }
+        if (status != EXIT_DONE) {
+            notices.back().Print();
+            return status;
         }
     }
     PrintInputError(error);

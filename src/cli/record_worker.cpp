@@ -231,7 +231,7 @@ void RecordWorker::AddElements(const RawRecord& record, RecordBatch& batch) {
             batch.elements += statement.elements[i];
             batch.elements += '\n';
         }
-        if (m_wanted.elements && statement.unknownFields) {
+        if ((m_wanted.elements || m_wanted.report) && statement.unknownFields) {
             batch.notices.emplace_back();
             batch.notices.back().kind = Notice::Kind::UnknownFields;
         }

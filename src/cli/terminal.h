@@ -1,6 +1,6 @@
 // What a person sees: errors and notes on stderr, in colour on a terminal, and plain text on stdout.
 //
-// NO_COLOR, set to anything, turns colour off.
+// NO_COLOR, set to anything but nothing, turns colour off.
 #ifndef OSTRANE_CLI_TERMINAL_H_
 #define OSTRANE_CLI_TERMINAL_H_
 

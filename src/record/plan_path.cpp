@@ -182,11 +182,25 @@ int ResolveSubscript(const PathStep& step, CompiledStatements& compiled, int sta
     return 0;
 }
 
+// How a path goes through a map: the name behind it is a field of the values, or else a key that lost its brackets.
+std::string KeyHint(const FieldDescriptor* map, const std::string& next) {
+    const FieldDescriptor* const key = map->message_type()->FindFieldByNumber(1);
+    const FieldDescriptor* const value = map->message_type()->FindFieldByNumber(2);
+    const bool isText = key->cpp_type() == FieldDescriptor::CPPTYPE_STRING;
+    const std::string name(map->name());
+    if (value->message_type() != nullptr && value->message_type()->FindFieldByName(next) != nullptr) {
+        const bool isBool = key->cpp_type() == FieldDescriptor::CPPTYPE_BOOL;
+        return "write " + name + (isText ? "['key']." : isBool ? "[true]." : "[0].") + next;
+    }
+    return isText ? "write " + name + "['" + next + "']" : "";
+}
+
 // What a step before the last must be: one message.
 int CheckOnTheWay(const PlanStep& step, const std::string& next, bool maySelect, Failure& failure) {
     if (step.field->is_map() && step.subscript == SubscriptKind::None) {
         return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, step.place,
-                    NameOf(step.field) + " is a map: the path needs a key to go on to '" + next + "'", "", step.field);
+                    NameOf(step.field) + " is a map: the path needs a key to go on to '" + next + "'",
+                    KeyHint(step.field, next), step.field);
     }
     if (step.MessageType() == nullptr) {
         return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, step.place,

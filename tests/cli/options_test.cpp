@@ -136,6 +136,38 @@ TEST(Options, JsonNames) {
         "{\"name\":\"a\",\"level\":2,\"mailAddress\":\"x\"}\n");
 }
 
+TEST(Options, JsonNamesOfElements) {
+    TempFolder folder;
+    const Surroundings setup = WithInput(R"({"name":"a","stats":{"int32_value":1}})");
+    const auto get = [&](const char* names) {
+        return RunOstrane(
+            Player("get", {"--in-format", "json", "--json-names", names, "--report", folder.At("r"), "GET stats"}),
+            setup);
+    };
+    EXPECT_EQ(get("proto").out, "{\"int32_value\":1}\n");
+    EXPECT_THAT(folder.Read("r"), HasSubstr("\"elements\":[{\"int32_value\":1}]"));
+    EXPECT_EQ(get("camel").out, "{\"int32Value\":1}\n");
+    EXPECT_THAT(folder.Read("r"), HasSubstr("\"elements\":[{\"int32Value\":1}]"));
+}
+
+TEST(Options, DryRunOfAStreamStillShowsAndReports) {
+    TempFolder folder;
+    const Outcome outcome = RunOstrane(
+        Player("apply", {"--in-format", "ndjson", "--dry-run", "--report", folder.At("r"), "TAKE scores[-1]"}),
+        WithInput(THREE));
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "1\n2\n");
+    EXPECT_EQ(outcome.err, "dry run, nothing written: records 3, matched 2, changed 2, failed 0\n");
+    EXPECT_THAT(folder.Read("r"), HasSubstr("{\"record\":2,\"statement\":1,"));
+}
+
+TEST(Options, PositionsOfASingularFieldAreEmpty) {
+    EXPECT_EQ(RunOstrane(Player("get", {"--in-format", "json", "--positions", "GET name"}), WithInput(RECORD)).out,
+              "\t\"ada\"\n");
+    EXPECT_EQ(RunOstrane(Player("get", {"--in-format", "ndjson", "--positions", "GET name"}), WithInput(RECORD)).out,
+              "0\t\t\"ada\"\n");
+}
+
 TEST(Options, LogShowsTheFieldOperations) {
     const Surroundings setup = WithInput(R"({"name":"a","profile":{"email":"x"}})");
     const auto applyWith = [&setup](const char* level) {

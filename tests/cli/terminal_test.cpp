@@ -29,4 +29,28 @@ TEST(Terminal, ErrorsAreInColourUnlessItIsUnwanted) {
     }
 }
 
+TEST(Terminal, EveryKindOfErrorHasAColouredHead) {
+    // Empty is as good as not set.
+    const std::vector<std::string> environment = {"TERM=xterm", "NO_COLOR="};
+    EXPECT_THAT(RunOnTerminal({"aply"}, environment).out,
+                StartsWith("\x1b[1;31mostrane:\x1b[0m 'aply' was not expected"));
+    EXPECT_THAT(RunOnTerminal(Player("get", {"--in", "none.json", "GET name"}), environment).out,
+                StartsWith("\x1b[1;31merror -256 GEN_ERR_ERR:\x1b[0m none.json: cannot be opened: "));
+}
+
+TEST(Terminal, ErrorsInAFileAreNeverInColour) {
+    TempFolder folder;
+    const std::string command = std::string(OSTRANE_PROGRAM) + " aply 2>" + folder.At("err");
+    EXPECT_EQ(TypeInto({"sh", "-c", command}, "", {"TERM=xterm", "NO_COLOR"}).status, 2);
+    EXPECT_THAT(folder.Read("err"), StartsWith("ostrane: 'aply' was not expected"));
+}
+
+// Results are the same text wherever they go.
+TEST(Terminal, ResultsHaveNoColour) {
+    const std::vector<std::string> arguments = Player("get", {"--in", OSTRANE_EXAMPLES "/player.json", "GET items[1]"});
+    EXPECT_EQ(RunOnTerminal(arguments, {"TERM=xterm", "NO_COLOR"}).out,
+              "{\"sku\":\"b\",\"qty\":8,\"state\":\"CLOSED\"}\r\n");
+    EXPECT_THAT(RunOnTerminal({"help"}, {"TERM=xterm", "NO_COLOR"}).out, Not(HasSubstr("\x1b")));
+}
+
 }  // namespace
