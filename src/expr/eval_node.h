@@ -155,6 +155,8 @@ void ReadSingular(const google::protobuf::Reflection& reflection, const google::
 
 // Makes the nodes of operators. Operands are of fitting types.
 NodePtr MakeComparison(ExprType op, NodePtr left, NodePtr right);
+// The same of one integer field of a message with an integer; null when these are something else.
+NodePtr MakeFieldComparison(ExprType op, const BoundNode& field, const Value& constant);
 // The names of an enum's values against a text that is known only when it is read.
 NodePtr MakeEnumNameComparison(ExprType op, NodePtr enumNode, NodePtr text);
 NodePtr MakeBetween(NodePtr value, NodePtr low, NodePtr high);

@@ -509,6 +509,10 @@ private:
 }  // namespace
 
 NodePtr MakeComparison(ExprType op, NodePtr left, NodePtr right) {
+    NodePtr ofField = right->Constant() == nullptr ? nullptr : MakeFieldComparison(op, *left, *right->Constant());
+    if (ofField != nullptr) {
+        return ofField;
+    }
     return std::make_unique<ComparisonNode>(op, std::move(left), std::move(right));
 }
 

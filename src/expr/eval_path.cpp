@@ -75,6 +75,25 @@ const Message* Walk(const EvalContext& context, const BoundPath& path, bool& has
     return hasRow ? FindHolder(*message, path) : nullptr;
 }
 
+// Whether a field that reads as this value, and has no default of its own, can be unset. Asking a message
+// costs as much as reading it, and mostly it need not be asked.
+bool MayBeUnset(const Value& value, const FieldDescriptor* field) {
+    switch (value.tag) {
+        case Value::Tag::Bool:
+            return !value.boolean;
+        case Value::Tag::Int:
+            // The first value of an enum need not be 0.
+            return value.int64 == 0 || field->cpp_type() == FieldDescriptor::CPPTYPE_ENUM;
+        case Value::Tag::Double:
+            return value.real == 0;
+        case Value::Tag::Text:
+        case Value::Tag::Bytes:
+            return value.size == 0;
+        default:
+            return value.tag == Value::Tag::Null;
+    }
+}
+
 // One singular field of the start message.
 class DirectFieldNode : public BoundNode {
 public:
@@ -86,20 +105,58 @@ public:
         if (message == nullptr) {
             return ReadAbsent(context, offset, out);
         }
+        const Reflection* const reflection = ReflectionOf(context, *message);
+        ReadSingular(*reflection, *message, m_field, context.scratch, out);
+        if (m_readsAsNull && MayBeUnset(out, m_field) && !reflection->HasField(*message, m_field)) {
+            out = Value::Null();
+        }
+        return 0;
+    }
+
+protected:
+    const Reflection* ReflectionOf(const EvalContext& context, const Message& message) const {
         const bool isShared = m_start == PathStart::Element && context.elementReflection != nullptr;
-        const Reflection* const reflection = isShared ? context.elementReflection : message->GetReflection();
-        if (m_readsAsNull && !reflection->HasField(*message, m_field)) {
+        return isShared ? context.elementReflection : message.GetReflection();
+    }
+
+    const PathStart m_start;
+    const FieldDescriptor* const m_field;
+    const bool m_readsAsNull;
+
+    friend NodePtr OstraneCommon::MakeFieldComparison(ExprType op, const BoundNode& field, const Value& constant);
+};
+
+// Such a field, an integer, compared with one: what most conditions over messages are made of.
+template <typename T, T (Reflection::*GET)(const Message&, const FieldDescriptor*) const>
+class IntFieldComparisonNode : public DirectFieldNode {
+public:
+    IntFieldComparisonNode(const DirectFieldNode& field, ExprType op, int64_t constant)
+        : DirectFieldNode(field), m_op(op), m_constant(constant), m_fieldOffset(field.offset) {
+        type.kind = ValueKind::Bool;
+        isFloatField = false;
+        tracksPresence = type.mayBeNull;
+    }
+
+    int Eval(EvalContext& context, Value& out) const override {
+        const Message* const message = StartMessage(context, m_start);
+        if (message == nullptr) {
+            return ReadAbsent(context, m_fieldOffset, out);
+        }
+        const Reflection* const reflection = ReflectionOf(context, *message);
+        const T value = (reflection->*GET)(*message, m_field);
+        if (value == 0 && m_readsAsNull && !reflection->HasField(*message, m_field)) {
             out = Value::Null();
             return 0;
         }
-        ReadSingular(*reflection, *message, m_field, context.scratch, out);
+        out.tag = Value::Tag::Bool;
+        out.boolean = CompareInts(m_op, static_cast<int64_t>(value), m_constant);
         return 0;
     }
 
 private:
-    const PathStart m_start;
-    const FieldDescriptor* const m_field;
-    const bool m_readsAsNull;
+    const ExprType m_op;
+    const int64_t m_constant;
+    const int32_t m_fieldOffset;
 };
 
 // Anything deeper that ends in a value.
@@ -330,6 +387,26 @@ NodePtr MakePath(BoundPath path, bool asksPresence) {
     node->isFloatField = valueField->cpp_type() == FieldDescriptor::CPPTYPE_FLOAT;
     SetReads(*node, start);
     return node;
+}
+
+NodePtr MakeFieldComparison(ExprType op, const BoundNode& field, const Value& constant) {
+    const auto* const direct = dynamic_cast<const DirectFieldNode*>(&field);
+    if (direct == nullptr || constant.tag != Value::Tag::Int) {
+        return nullptr;
+    }
+    switch (direct->m_field->cpp_type()) {
+        case FieldDescriptor::CPPTYPE_INT32:
+            return std::make_unique<IntFieldComparisonNode<int32_t, &Reflection::GetInt32>>(*direct, op,
+                                                                                            constant.int64);
+        case FieldDescriptor::CPPTYPE_UINT32:
+            return std::make_unique<IntFieldComparisonNode<uint32_t, &Reflection::GetUInt32>>(*direct, op,
+                                                                                              constant.int64);
+        case FieldDescriptor::CPPTYPE_INT64:
+            return std::make_unique<IntFieldComparisonNode<int64_t, &Reflection::GetInt64>>(*direct, op,
+                                                                                            constant.int64);
+        default:
+            return nullptr;
+    }
 }
 
 NodePtr MakeSelfElement(const FieldDescriptor* self) {

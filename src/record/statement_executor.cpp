@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "common/match_runs.h"
 #include "expr/map_entries.h"
 #include "record/json_encode.h"
 #include "record/plan_expr.h"
@@ -125,11 +126,10 @@ int StatementExecutor::Select(bool loneMustExist) {
         return OstraneRecord::Fail(m_failure, ret, error, last.field);
     }
     m_result.positions.reserve(static_cast<size_t>(matchCount));
-    for (size_t i = static_cast<size_t>(minMatch); i < vecMatch.size(); ++i) {
-        if (vecMatch[i]) {
-            m_result.positions.push_back(static_cast<int32_t>(i));
-        }
-    }
+    OstraneCommon::ForEachMatch(vecMatch, static_cast<size_t>(minMatch), [this](size_t i) {
+        m_result.positions.push_back(static_cast<int32_t>(i));
+        return true;
+    });
     m_result.matched = matchCount;
     return 0;
 }
