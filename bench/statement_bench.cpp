@@ -108,7 +108,7 @@ void ComparePush(benchmark::State& state, Player& player, const char* field, con
     };
     const Player before = player;
     Compare(
-        state, BINDING == Binding::Once ? 3.0 : 6.0, 100, [&] { player = before; }, operation, byHand,
+        state, BINDING == Binding::Once ? 2.0 : 0.0, 100, [&] { player = before; }, operation, byHand,
         [&] {
             if (player.SerializePartialAsString() != expected.SerializePartialAsString()) {
                 state.SkipWithError("wrong result");
@@ -194,7 +194,7 @@ void CompileText(benchmark::State& state, const char* written) {
         parsedCount = list.statements.size();
     };
     Compare(
-        state, 3.0, 20, [] {}, operation, byHand,
+        state, 0.0, 20, [] {}, operation, byHand,
         [&] {
             if (compiledCount != 1 || (parsedCount != 0 && parsedCount != 1)) {
                 state.SkipWithError("wrong result");

@@ -211,7 +211,7 @@ struct BoundValues {
     std::vector<OstraneCommon::BoundExpr> expressions;
     // By statement: of a PUSH of one value that is known, the operation's tree; null, or no list at all,
     // where it is made when the statement runs.
-    std::vector<std::unique_ptr<ValueExpr>> pushes;
+    std::vector<std::unique_ptr<AssignExpr>> pushes;
 };
 
 }  // namespace OstraneRecord

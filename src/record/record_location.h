@@ -26,7 +26,7 @@ struct PlanParameters {
         return expr.slot < 0 ? expr.bound : values->expressions[static_cast<size_t>(expr.slot)];
     }
     // Null when there is none yet.
-    ValueExpr* PushTree(int statementNumber) const {
+    AssignExpr* PushTree(int statementNumber) const {
         return values == nullptr || values->pushes.empty()
                    ? nullptr
                    : values->pushes[static_cast<size_t>(statementNumber - 1)].get();

@@ -18,43 +18,7 @@ using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using google::protobuf::Reflection;
-using OstraneCommon::Expr;
 using OstraneCommon::PbField;
-
-// The tree of one set or push expression of a message, as the field operations read it: the index text, then
-// one assignment to each sub-field.
-class AssignExpr {
-public:
-    AssignExpr(bool isSet, int index, size_t assigns) : m_assigns(assigns), m_values(assigns), m_lists(assigns) {
-        m_tree.m_self.m_type = isSet ? OstraneCommon::EXPR_OP_SET : OstraneCommon::EXPR_OP_PUSH;
-        m_index.m_self.m_type = OstraneCommon::EXPR_INDEX_RANGE;
-        m_index.m_self.m_str = std::to_string(index);
-        m_operands.reserve(assigns + 1);
-        m_operands.push_back(&m_index);
-        m_tree.m_operands = &m_operands;
-    }
-    AssignExpr(const AssignExpr&) = delete;
-    AssignExpr& operator=(const AssignExpr&) = delete;
-
-    void Add(const std::string& target, const FieldValue& value, const FieldDescriptor* field) {
-        const size_t i = m_operands.size() - 1;
-        ToVariant(value, field, m_values[i].m_self);
-        m_lists[i].push_back(&m_values[i]);
-        m_assigns[i].m_self.m_type = OstraneCommon::EXPR_ASSIGN;
-        m_assigns[i].m_self.m_str = target;
-        m_assigns[i].m_operands = &m_lists[i];
-        m_operands.push_back(&m_assigns[i]);
-    }
-    Expr& Tree() { return m_tree; }
-
-private:
-    Expr m_tree;
-    Expr m_index;
-    std::vector<Expr> m_assigns;
-    std::vector<Expr> m_values;
-    std::vector<std::vector<Expr*>> m_lists;
-    std::vector<Expr*> m_operands;
-};
 
 // Whether the expression operations can take the literal as it is: singular values by plain names.
 bool IsFlat(const ValueNode& literal, const ResolvedValues& values) {
@@ -68,6 +32,12 @@ bool IsFlat(const ValueNode& literal, const ResolvedValues& values) {
         return member.field->is_repeated() || member.field->message_type() != nullptr || member.field->is_extension() ||
                isEnumNumber || values.IsNull(member.value);
     });
+}
+
+void AddMembers(const ValueNode& literal, const ResolvedValues& values, AssignExpr& expr) {
+    for (const ValueMember& member : literal.members) {
+        expr.Add(std::string(member.field->name()), values.Value(member.value), member.field);
+    }
 }
 
 template <typename T>
@@ -249,14 +219,22 @@ void PreparePushes(const CompiledStatements& compiled, BoundValues& out) {
             continue;
         }
         const FieldDescriptor* field = statement.Field();
-        if (field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE ||
-            field->cpp_type() == FieldDescriptor::CPPTYPE_ENUM) {
-            continue;
-        }
         const PlanStep& last = statement.path.back();
         const int pos = last.subscript == SubscriptKind::Index ? parameters.Index(last.index) : -1;
+        std::unique_ptr<AssignExpr> push;
+        if (field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE) {
+            const ValueNode& literal = statement.value.items[0];
+            if (!IsFlat(literal, values) || !MissingRequired(nullptr, literal, field->message_type(), values).empty()) {
+                continue;
+            }
+            push = std::make_unique<AssignExpr>(false, pos, literal.members.size());
+            AddMembers(literal, values, *push);
+        } else if (field->cpp_type() != FieldDescriptor::CPPTYPE_ENUM) {
+            push = std::make_unique<AssignExpr>(false, pos, 1);
+            push->Add("$", values.ListValue(statement.value, 0), field);
+        }
         out.pushes.resize(compiled.statements.size());
-        out.pushes[i] = std::make_unique<ValueExpr>(false, pos, values.ListValue(statement.value, 0), field);
+        out.pushes[i] = std::move(push);
     }
 }
 
@@ -341,9 +319,7 @@ void RecordWriter::AddElements(Message* message, const FieldDescriptor* field, c
 int RecordWriter::PushFlat(Message* parent, const FieldDescriptor* field, int pos, const ValueNode& literal,
                            const ResolvedValues& values, bool isSet) {
     AssignExpr expr(isSet, pos, literal.members.size());
-    for (const ValueMember& member : literal.members) {
-        expr.Add(std::string(member.field->name()), values.Value(member.value), member.field);
-    }
+    AddMembers(literal, values, expr);
     MutableProtobufField handle = {parent, field};
     return isSet ? m_util.SetWithExpr(handle, expr.Tree()) : m_util.PushWithExpr(handle, expr.Tree());
 }

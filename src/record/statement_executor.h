@@ -43,7 +43,7 @@ private:
     int RunSetRunFrom();
     int RunSetFieldFrom();
     int RunPush();
-    int RunPreparedPush(ValueExpr& push, int pos);
+    int RunPreparedPush(AssignExpr& push, int pos);
     int RunPushFrom();
     int RunClear();
     int RunClearMapValue();

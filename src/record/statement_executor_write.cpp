@@ -317,8 +317,8 @@ int StatementExecutor::ResolvePushPosition(int& pos) {
         "index " + std::to_string(pos) + " is beyond " + CountOf(m_location.size) + " of " + NameOf(last.field));
 }
 
-// One value, known since it was bound: the operation checks the place alone.
-int StatementExecutor::RunPreparedPush(ValueExpr& push, int pos) {
+// One element, known since it was bound: the operation checks the place alone.
+int StatementExecutor::RunPreparedPush(AssignExpr& push, int pos) {
     int ret = CheckCreated(m_statement.path, m_location);
     if (ret != 0) {
         return ret;
@@ -341,7 +341,7 @@ int StatementExecutor::RunPush() {
     if (ret != 0) {
         return ret;
     }
-    ValueExpr* prepared = m_parameters.PushTree(m_statement.number);
+    AssignExpr* prepared = m_parameters.PushTree(m_statement.number);
     if (prepared != nullptr) {
         return RunPreparedPush(*prepared, pos);
     }

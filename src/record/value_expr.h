@@ -1,4 +1,4 @@
-// The tree of one set or push expression of a single value, as the field operations read it.
+// The trees of set and push expressions, as the field operations read them.
 #ifndef OSTRANE_RECORD_VALUE_EXPR_H_
 #define OSTRANE_RECORD_VALUE_EXPR_H_
 
@@ -42,6 +42,40 @@ private:
     OstraneCommon::Expr m_value;
     std::vector<OstraneCommon::Expr*> m_operands;
     std::vector<OstraneCommon::Expr*> m_valueList;
+};
+
+// The same with any number of assignments: to "$", or one to each sub-field of a message.
+class AssignExpr {
+public:
+    AssignExpr(bool isSet, int index, size_t assigns) : m_assigns(assigns), m_values(assigns), m_lists(assigns) {
+        m_tree.m_self.m_type = isSet ? OstraneCommon::EXPR_OP_SET : OstraneCommon::EXPR_OP_PUSH;
+        m_index.m_self.m_type = OstraneCommon::EXPR_INDEX_RANGE;
+        m_index.m_self.m_str = std::to_string(index);
+        m_operands.reserve(assigns + 1);
+        m_operands.push_back(&m_index);
+        m_tree.m_operands = &m_operands;
+    }
+    AssignExpr(const AssignExpr&) = delete;
+    AssignExpr& operator=(const AssignExpr&) = delete;
+
+    void Add(const std::string& target, const FieldValue& value, const google::protobuf::FieldDescriptor* field) {
+        const size_t i = m_operands.size() - 1;
+        ToVariant(value, field, m_values[i].m_self);
+        m_lists[i].push_back(&m_values[i]);
+        m_assigns[i].m_self.m_type = OstraneCommon::EXPR_ASSIGN;
+        m_assigns[i].m_self.m_str = target;
+        m_assigns[i].m_operands = &m_lists[i];
+        m_operands.push_back(&m_assigns[i]);
+    }
+    OstraneCommon::Expr& Tree() { return m_tree; }
+
+private:
+    OstraneCommon::Expr m_tree;
+    OstraneCommon::Expr m_index;
+    std::vector<OstraneCommon::Expr> m_assigns;
+    std::vector<OstraneCommon::Expr> m_values;
+    std::vector<std::vector<OstraneCommon::Expr*>> m_lists;
+    std::vector<OstraneCommon::Expr*> m_operands;
 };
 
 }  // namespace OstraneRecord
