@@ -186,6 +186,9 @@ struct ExpressionUse {
 struct CompiledStatements {
     std::string text;
     const google::protobuf::Descriptor* descriptor = nullptr;
+    // Of the generated class, which lives as long as the program, and tells a record's type faster than its
+    // descriptor; null when there is none.
+    const google::protobuf::Reflection* generatedReflection = nullptr;
     StatementOptions options;
     OstraneCommon::ExprParseContext context;
     OstraneCommon::StatementList list;

@@ -29,9 +29,8 @@ bool TracksPresence(const FieldDescriptor* field) {
 }
 
 // The message behind one step on the way, null when it is not there.
-const Message* StepInto(const Message& message, const PlanStep& step, const PlanParameters& parameters,
-                        RecordLocation& location) {
-    const Reflection* reflection = message.GetReflection();
+const Message* StepInto(const Message& message, const Reflection* reflection, const PlanStep& step,
+                        const PlanParameters& parameters, RecordLocation& location) {
     if (step.subscript == SubscriptKind::Key) {
         const int entry = FindEntry(message, step.field, parameters.Key(step.key, step.keySlot));
         if (entry < 0) {
@@ -55,9 +54,8 @@ const Message* StepInto(const Message& message, const PlanStep& step, const Plan
     return reflection->HasField(message, step.field) ? &reflection->GetMessage(message, step.field) : nullptr;
 }
 
-void LocateLast(const Message& message, const PlanStep& step, const PlanParameters& parameters,
-                RecordLocation& location) {
-    const Reflection* reflection = message.GetReflection();
+void LocateLast(const Message& message, const Reflection* reflection, const PlanStep& step,
+                const PlanParameters& parameters, RecordLocation& location) {
     if (!step.field->is_repeated()) {
         return;
     }
@@ -93,24 +91,27 @@ std::string PositionsHint(int size) {
                        : "its positions are 0 .. " + last + ", or -" + std::to_string(size) + " .. -1";
 }
 
-RecordLocation Locate(const Message& base, const PlanPath& path, const PlanParameters& parameters) {
+RecordLocation Locate(const Message& base, const PlanPath& path, const PlanParameters& parameters,
+                      const Reflection* reflection) {
     RecordLocation location;
     const Message* message = &base;
+    reflection = reflection == nullptr ? base.GetReflection() : reflection;
     for (size_t i = 0; i + 1 < path.size(); ++i) {
         const PlanStep& step = path[i];
-        message = StepInto(*message, step, parameters, location);
+        message = StepInto(*message, reflection, step, parameters, location);
         if (message == nullptr) {
             location.element = nullptr;
             location.reached = i;
             return location;
         }
+        reflection = message->GetReflection();
         if (step.subscript != SubscriptKind::None) {
             location.element = message;
         }
     }
     location.parent = message;
     location.reached = path.size() - 1;
-    LocateLast(*message, path.back(), parameters, location);
+    LocateLast(*message, reflection, path.back(), parameters, location);
     return location;
 }
 

@@ -12,9 +12,10 @@
 
 namespace OstraneRecord {
 
-// The parameters of one execution; null when there are none.
+// What one execution goes by.
 struct PlanParameters {
-    const BoundValues* values = nullptr;
+    const BoundValues* values = nullptr;                           // null when there are no parameters
+    const google::protobuf::Reflection* rootReflection = nullptr;  // of the record's message, where it is known
 
     int32_t Index(const PlanIndex& index) const {
         return index.slot < 0 ? index.value : values->indexes[static_cast<size_t>(index.slot)];
@@ -56,8 +57,10 @@ int ResolveIndex(int32_t index, int size);
 // What to write instead of a position that lies outside an array of `size` elements.
 std::string PositionsHint(int size);
 
-// Follows `path` from `base` and changes nothing.
-RecordLocation Locate(const google::protobuf::Message& base, const PlanPath& path, const PlanParameters& parameters);
+// Follows `path` from `base` and changes nothing. `reflection` is the base's, or null: asking a message for its
+// own counts beside a short statement.
+RecordLocation Locate(const google::protobuf::Message& base, const PlanPath& path, const PlanParameters& parameters,
+                      const google::protobuf::Reflection* reflection = nullptr);
 
 // The message that holds the last step's field, made with everything on the way that is not there. The
 // indexes on the way lie inside their arrays.

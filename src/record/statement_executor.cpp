@@ -74,7 +74,7 @@ int StatementExecutor::Run() {
 // Looking
 
 int StatementExecutor::LocatePath(bool isWritten) {
-    m_location = Locate(*m_root, m_statement.path, m_parameters);
+    m_location = Locate(*m_root, m_statement.path, m_parameters, m_parameters.rootReflection);
     if (m_location.beyond != nullptr && (isWritten || m_compiled.options.strict)) {
         return FailBeyond(m_location);
     }

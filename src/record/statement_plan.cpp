@@ -151,7 +151,9 @@ int BoundPlan::Execute(ProtobufRecord& record, ExecutionResult& result) const {
         result.statements.clear();
         return result.code = TellPlain(OstraneErrCode::GEN_ERR_ERR, "there is no plan, or no message", result.error);
     }
-    if (record.m_pMessage->GetDescriptor() != m_pCompiled->descriptor) {
+    const google::protobuf::Reflection* reflection = record.m_pMessage->GetReflection();
+    const bool isGenerated = reflection != nullptr && reflection == m_pCompiled->generatedReflection;
+    if (!isGenerated && record.m_pMessage->GetDescriptor() != m_pCompiled->descriptor) {
         result.statements.clear();
         return result.code =
                    TellPlain(OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE,
@@ -160,6 +162,7 @@ int BoundPlan::Execute(ProtobufRecord& record, ExecutionResult& result) const {
     RecordRollback rollback(record.m_pMessage);
     PlanParameters parameters;
     parameters.values = m_pValues.get();
+    parameters.rootReflection = reflection;
     size_t resultCount = 0;
     result.code =
         Guard(result.error, [&]() { return RunAll(*m_pCompiled, parameters, record, rollback, resultCount, result); });
@@ -193,6 +196,10 @@ int StatementPlan::Compile(const std::string& text, const Descriptor* descriptor
         compiled->text = text;
         compiled->descriptor = descriptor;
         compiled->options = options;
+        if (descriptor->file()->pool() == google::protobuf::DescriptorPool::generated_pool()) {
+            const Message* prototype = google::protobuf::MessageFactory::generated_factory()->GetPrototype(descriptor);
+            compiled->generatedReflection = prototype == nullptr ? nullptr : prototype->GetReflection();
+        }
         int statement = 0;
         Failure failure;
         const int ret = CompileStatements(*compiled, statement, failure);
