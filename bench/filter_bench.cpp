@@ -25,30 +25,29 @@ using google::protobuf::Message;
 using google::protobuf::Reflection;
 using OstraneCommon::Expr;
 
-constexpr int NUMBERS = 100000;
-constexpr int ELEMENTS = 1000;
+filters::Record RecordOf(int size) {
+    filters::Record record;
+    uint32_t state = 1;
+    const auto next = [&state](uint32_t bound) {
+        state = state * 1664525 + 1013904223;
+        return (state >> 8) % bound;
+    };
+    for (int i = 0; i < size; ++i) {
+        record.add_i32s(static_cast<int32_t>(next(1000)));
+        filters::Element& element = *record.add_elements();
+        element.set_i32(static_cast<int32_t>(next(1000)));
+        element.set_s(next(2) == 0 ? "alpha" : "omega");
+        element.set_state(next(2) == 0 ? filters::OPEN : filters::SOLD);
+        element.mutable_place()->set_city(next(3) == 0 ? "x" : "y");
+    }
+    return record;
+}
+
+// The record of the row under way.
+const filters::Record* sampleRecord = nullptr;
 
 const filters::Record& SampleRecord() {
-    static const filters::Record* const sample = [] {
-        auto* const record = new filters::Record();
-        uint32_t state = 1;
-        const auto next = [&state](uint32_t bound) {
-            state = state * 1664525 + 1013904223;
-            return (state >> 8) % bound;
-        };
-        for (int i = 0; i < NUMBERS; ++i) {
-            record->add_i32s(static_cast<int32_t>(next(1000)));
-        }
-        for (int i = 0; i < ELEMENTS; ++i) {
-            filters::Element& element = *record->add_elements();
-            element.set_i32(static_cast<int32_t>(next(1000)));
-            element.set_s(next(2) == 0 ? "alpha" : "omega");
-            element.set_state(next(2) == 0 ? filters::OPEN : filters::SOLD);
-            element.mutable_place()->set_city(next(3) == 0 ? "x" : "y");
-        }
-        return record;
-    }();
-    return *sample;
+    return *sampleRecord;
 }
 
 struct Marks {
@@ -108,7 +107,7 @@ void HandNumbers(Marks& out) {
 }
 
 void HandAll(Marks& out) {
-    out.marks.assign(NUMBERS, true);
+    out.marks.assign(static_cast<size_t>(SampleRecord().i32s_size()), true);
     out.count = 0;
     for (bool mark : out.marks) {
         out.count += mark ? 1 : 0;
@@ -176,13 +175,34 @@ void HandMixed(Marks& out) {
 // Without a limit the row is shown for its own sake.
 constexpr double NO_LIMIT = 0;
 
-void CompareSearch(benchmark::State& state, const char* text, const char* field, void (*hand)(Marks&), double limit) {
-    Search search(text, field);
+struct Row {
+    const char* name;
+    const char* text;
+    const char* field;
+    void (*hand)(Marks&);
+    double limit;
+    int limitedSize;
+};
+
+const Row ROWS[] = {
+    {"numbers", "$ < 500", "i32s", HandNumbers, 4, 100000},
+    {"numbers_one_by_one", "coalesce($, 0) < 500", "i32s", HandNumbers, NO_LIMIT, 0},
+    {"numbers_without_condition", "", "i32s", HandAll, 1, 100000},
+    {"members", "i32 < 500", "elements", HandSubMessages, 1.5, 1000},
+    {"members_bare", "i32 < 500", "elements", HandSubMessagesBare, NO_LIMIT, 0},
+    {"mixed", "s = 'alpha' AND (state = 'OPEN' OR NOT place.city = 'x')", "elements", HandMixed, NO_LIMIT, 0},
+};
+
+void CompareSearch(benchmark::State& state, const Row& row, int size) {
+    const filters::Record record = RecordOf(size);
+    sampleRecord = &record;
+    Search search(row.text, row.field);
     Marks expected;
-    hand(expected);
+    row.hand(expected);
     Marks out;
     Compare(
-        state, limit, 1, [] {}, [&] { search.Run(out); }, [&] { hand(out); },
+        state, size == row.limitedSize ? row.limit : NO_LIMIT, size <= 1000 ? 10 : 1, [] {}, [&] { search.Run(out); },
+        [&] { row.hand(out); },
         [&] {
             if (!(out == expected)) {
                 state.SkipWithError("the two ways do not agree");
@@ -190,17 +210,14 @@ void CompareSearch(benchmark::State& state, const char* text, const char* field,
         });
 }
 
-#define FILTER_COMPARISON(...) BENCHMARK_CAPTURE(CompareSearch, __VA_ARGS__)->UseManualTime()->Iterations(1)
-FILTER_COMPARISON(numbers, "$ < 500", "i32s", HandNumbers, 4);
-FILTER_COMPARISON(numbers_one_by_one, "coalesce($, 0) < 500", "i32s", HandNumbers, NO_LIMIT);
-FILTER_COMPARISON(numbers_without_condition, "", "i32s", HandAll, 1);
-FILTER_COMPARISON(sub_messages, "i32 < 500", "elements", HandSubMessages, 1.5);
-FILTER_COMPARISON(sub_messages_bare, "i32 < 500", "elements", HandSubMessagesBare, 2);
-FILTER_COMPARISON(mixed, "s = 'alpha' AND (state = 'OPEN' OR NOT place.city = 'x')", "elements", HandMixed, NO_LIMIT);
-#undef FILTER_COMPARISON
-
 }  // namespace
 
 int main(int argc, char** argv) {
+    for (const Row& row : ROWS) {
+        for (const int size : {10, 1000, 100000}) {
+            RegisterComparison(std::string("filter/") + row.name + "/" + std::to_string(size),
+                               [&row, size](benchmark::State& state) { CompareSearch(state, row, size); });
+        }
+    }
     return RunComparisons(argc, argv);
 }

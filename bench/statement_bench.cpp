@@ -4,10 +4,12 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/protobuf_record_util.h"
 #include "comparison.h"
+#include "element_expr.h"
 #include "expr/statement.h"
 #include "player.pb.h"
 #include "record/statement_plan.h"
@@ -15,8 +17,8 @@
 namespace {
 
 using demo::Player;
+using google::protobuf::FieldDescriptor;
 using OstraneCommon::Expr;
-using OstraneCommon::ExprType;
 using OstraneRecord::BoundPlan;
 using OstraneRecord::ExecutionResult;
 using OstraneRecord::ParameterValue;
@@ -29,45 +31,6 @@ using OstraneRecord::StatementPlan;
 constexpr int POSITION = 1;
 constexpr int32_t PUSHED = 7;
 const char TEXT[] = "some text that does not fit inside a string object";
-
-// The tree of a push of one value at POSITION.
-class PushTree {
-public:
-    explicit PushTree(int32_t number) {
-        m_value.m_self.m_type = OstraneCommon::EXPR_INT;
-        m_value.m_self.m_data.valInt64 = number;
-        Connect("$");
-    }
-    PushTree(const char* target, const std::string& text) {
-        m_value.m_self.m_type = OstraneCommon::EXPR_STRING;
-        m_value.m_self.m_str = text;
-        Connect(target);
-    }
-    PushTree(const PushTree&) = delete;
-    PushTree& operator=(const PushTree&) = delete;
-
-    Expr& Tree() { return m_tree; }
-
-private:
-    void Connect(const char* target) {
-        m_index.m_self.m_type = OstraneCommon::EXPR_INDEX_RANGE;
-        m_index.m_self.m_str = std::to_string(POSITION);
-        m_assign.m_self.m_type = OstraneCommon::EXPR_ASSIGN;
-        m_assign.m_self.m_str = target;
-        m_values = {&m_value};
-        m_assign.m_operands = &m_values;
-        m_operands = {&m_index, &m_assign};
-        m_tree.m_self.m_type = OstraneCommon::EXPR_OP_PUSH;
-        m_tree.m_operands = &m_operands;
-    }
-
-    Expr m_tree;
-    Expr m_index;
-    Expr m_assign;
-    Expr m_value;
-    std::vector<Expr*> m_values;
-    std::vector<Expr*> m_operands;
-};
 
 // A plan with its one parameter.
 struct Prepared {
@@ -90,8 +53,8 @@ enum class Binding { Once, EachTime };
 // Pushes one element at POSITION of 8 and takes the last one away again, whose storage the next push uses:
 // what is compared is the push, not the allocator. `drop` takes it away.
 template <Binding BINDING, typename Drop>
-void ComparePush(benchmark::State& state, Player& player, const char* field, const Prepared& prepared, PushTree& tree,
-                 const Player& expected, Drop drop) {
+void ComparePush(benchmark::State& state, Player& player, const char* field, const Prepared& prepared,
+                 ElementExpr& tree, const Player& expected, Drop drop) {
     ProtobufRecord record;
     record.m_pMessage = &player;
     MutableProtobufField handle = {&player, Player::descriptor()->FindFieldByName(field)};
@@ -123,7 +86,8 @@ void ComparePush(benchmark::State& state, Player& player, const char* field, con
 template <Binding BINDING>
 void PushInt(benchmark::State& state) {
     const Prepared prepared(state, "PUSH scores[1] = ?", ParameterValue::MakeInt(PUSHED));
-    PushTree tree(PUSHED);
+    ElementExpr tree(OstraneCommon::EXPR_OP_PUSH, POSITION);
+    tree.Assign("$", PUSHED);
     Player player;
     Player expected;
     for (const int score : {10, 20, 30, 40, 50, 60, 70, 80, 90}) {
@@ -140,7 +104,8 @@ void PushInt(benchmark::State& state) {
 template <Binding BINDING>
 void PushText(benchmark::State& state) {
     const Prepared prepared(state, "PUSH tags[1] = ?", ParameterValue::MakeString(TEXT));
-    PushTree tree("$", TEXT);
+    ElementExpr tree(OstraneCommon::EXPR_OP_PUSH, POSITION);
+    tree.Assign("$", std::string(TEXT));
     Player player;
     Player expected;
     for (int i = 0; i < 9; ++i) {
@@ -154,7 +119,8 @@ void PushText(benchmark::State& state) {
 template <Binding BINDING>
 void PushMessage(benchmark::State& state) {
     const Prepared prepared(state, "PUSH offers[1] = {sku: ?}", ParameterValue::MakeString(TEXT));
-    PushTree tree("sku", TEXT);
+    ElementExpr tree(OstraneCommon::EXPR_OP_PUSH, POSITION);
+    tree.Assign("sku", std::string(TEXT));
     Player player;
     Player expected;
     for (int i = 0; i < 9; ++i) {
@@ -166,12 +132,122 @@ void PushMessage(benchmark::State& state) {
                          [&player] { player.mutable_offers()->RemoveLast(); });
 }
 
-OSTRANE_COMPARISON(PushInt<Binding::Once>);
-OSTRANE_COMPARISON(PushInt<Binding::EachTime>);
-OSTRANE_COMPARISON(PushText<Binding::Once>);
-OSTRANE_COMPARISON(PushText<Binding::EachTime>);
-OSTRANE_COMPARISON(PushMessage<Binding::Once>);
-OSTRANE_COMPARISON(PushMessage<Binding::EachTime>);
+// ---- The other operations, on what they leave as it was, or on a fresh record each time
+
+// `direct` is the field operation; `isSpent`: it leaves nothing for a second run.
+template <typename Operation>
+void CompareExecute(benchmark::State& state, const Player& before, const Player& expected, const char* field,
+                    const Prepared& prepared, Operation direct, bool isSpent) {
+    constexpr int BATCH = 50;
+    std::vector<Player> players;
+    size_t next = 0;
+    ProtobufRecord record;
+    ExecutionResult result;
+    const FieldDescriptor* fieldDesc = Player::descriptor()->FindFieldByName(field);
+    const auto refill = [&] {
+        players.assign(isSpent ? BATCH : 1, before);
+        next = 0;
+    };
+    const auto take = [&]() -> Player& { return players[isSpent ? next++ : 0]; };
+    Compare(
+        state, 2.0, BATCH, refill,
+        [&] {
+            record.m_pMessage = &take();
+            benchmark::DoNotOptimize(prepared.bound.Execute(record, result));
+        },
+        [&] {
+            Player& player = take();
+            record.m_pMessage = &player;
+            MutableProtobufField handle = {&player, fieldDesc};
+            benchmark::DoNotOptimize(direct(record, handle));
+        },
+        [&] {
+            if (players.front().SerializePartialAsString() != expected.SerializePartialAsString()) {
+                state.SkipWithError("wrong result");
+            }
+        });
+}
+
+Player EightOfAll() {
+    Player player;
+    for (int i = 0; i < 8; ++i) {
+        player.add_scores(i * 10);
+        demo::Offer* offer = player.add_offers();
+        offer->set_sku(TEXT);
+        offer->set_price(i);
+    }
+    return player;
+}
+
+void SetInt(benchmark::State& state) {
+    const Prepared prepared(state, "SET scores[1] = ?", ParameterValue::MakeInt(PUSHED));
+    ElementExpr expr(OstraneCommon::EXPR_OP_SET, POSITION);
+    expr.Assign("$", PUSHED);
+    Player expected = EightOfAll();
+    expected.set_scores(POSITION, PUSHED);
+    CompareExecute(
+        state, EightOfAll(), expected, "scores", prepared,
+        [&expr](ProtobufRecord& record, MutableProtobufField& handle) {
+            return ProtobufRecordUtil(record).SetWithExpr(handle, expr.Tree());
+        },
+        false);
+}
+
+void SetMember(benchmark::State& state) {
+    const Prepared prepared(state, "SET offers[1] = {price: ?}", ParameterValue::MakeDouble(PUSHED));
+    ElementExpr expr(OstraneCommon::EXPR_OP_SET, POSITION);
+    expr.Assign("price", static_cast<double>(PUSHED));
+    Player expected = EightOfAll();
+    expected.mutable_offers(POSITION)->set_price(PUSHED);
+    CompareExecute(
+        state, EightOfAll(), expected, "offers", prepared,
+        [&expr](ProtobufRecord& record, MutableProtobufField& handle) {
+            return ProtobufRecordUtil(record).SetWithExpr(handle, expr.Tree());
+        },
+        false);
+}
+
+void PopInts(benchmark::State& state) {
+    const Prepared prepared(state, "POP scores[1..2, ?]", ParameterValue::MakeInt(5));
+    OstraneCommon::Expr ranges;
+    ranges.m_self.m_type = OstraneCommon::EXPR_INDEX_RANGE;
+    ranges.m_self.m_str = "1..2, 5";
+    std::vector<Expr*> operands = {&ranges};
+    Expr tree;
+    tree.m_self.m_type = OstraneCommon::EXPR_OP_POP;
+    tree.m_operands = &operands;
+    Player expected = EightOfAll();
+    expected.clear_scores();
+    for (const int score : {0, 30, 40, 60, 70}) {
+        expected.add_scores(score);
+    }
+    CompareExecute(
+        state, EightOfAll(), expected, "scores", prepared,
+        [&tree](ProtobufRecord& record, MutableProtobufField& handle) {
+            return ProtobufRecordUtil(record).PopWithExpr(handle, tree);
+        },
+        true);
+}
+
+void PopWhere(benchmark::State& state) {
+    const Prepared prepared(state, "POP offers[*] WHERE price > ?", ParameterValue::MakeDouble(3.5));
+    OstraneCommon::ExprParseContext context;
+    Expr* filter = nullptr;
+    OstraneCommon::ExprError error;
+    if (Expr::Parse("price > 3.5", context, filter, error) != 0) {
+        state.SkipWithError(error.message.c_str());
+        return;
+    }
+    Player expected = EightOfAll();
+    expected.mutable_offers()->DeleteSubrange(4, 4);
+    CompareExecute(
+        state, EightOfAll(), expected, "offers", prepared,
+        [filter](ProtobufRecord& record, MutableProtobufField& handle) {
+            OstraneCommon::IndexRangeList all = {{0, -1}};
+            return ProtobufRecordUtil(record).PopWithRange(handle, all, filter);
+        },
+        true);
+}
 
 // ---- Compiling beside parsing
 
@@ -205,15 +281,27 @@ void CompileText(benchmark::State& state, const char* written) {
     }
 }
 
-#define COMPILE(name, text) BENCHMARK_CAPTURE(CompileText, name, text)->UseManualTime()->Iterations(1)
-
-COMPILE(pop_where, "POP items[*] WHERE qty < 5 AND state = 'OPEN'");
-COMPILE(push_parameter, "PUSH scores[1] = ?");
-COMPILE(set_members, "SET items[0..2] = {qty: 3, state: 'SOLD'} WHERE sku = 'a'");
-#undef COMPILE
-
 }  // namespace
 
 int main(int argc, char** argv) {
+    RegisterComparison("execute_push/int32/bound", PushInt<Binding::Once>);
+    RegisterComparison("execute_push/string50/bound", PushText<Binding::Once>);
+    RegisterComparison("execute_push/message/bound", PushMessage<Binding::Once>);
+    RegisterComparison("execute_set/int32/bound", SetInt);
+    RegisterComparison("execute_set/message/bound", SetMember);
+    RegisterComparison("execute_pop/int32/bound", PopInts);
+    RegisterComparison("execute_pop/where/bound", PopWhere);
+    RegisterComparison("execute_push/int32/unbound", PushInt<Binding::EachTime>);
+    RegisterComparison("execute_push/string50/unbound", PushText<Binding::EachTime>);
+    RegisterComparison("execute_push/message/unbound", PushMessage<Binding::EachTime>);
+    const std::pair<const char*, const char*> texts[] = {
+        {"pop_where", "POP items[*] WHERE qty < 5 AND state = 'OPEN'"},
+        {"push_parameter", "PUSH scores[1] = ?"},
+        {"set_members", "SET items[0..2] = {qty: 3, state: 'SOLD'} WHERE sku = 'a'"},
+    };
+    for (const auto& text : texts) {
+        RegisterComparison(std::string("compile/") + text.first,
+                           [text](benchmark::State& state) { CompileText(state, text.second); });
+    }
     return RunComparisons(argc, argv);
 }

@@ -212,9 +212,9 @@ struct BoundValues {
     std::vector<int32_t> indexes;
     std::vector<BoundValue> values;
     std::vector<OstraneCommon::BoundExpr> expressions;
-    // By statement: of a PUSH of one value that is known, the operation's tree; null, or no list at all,
-    // where it is made when the statement runs.
-    std::vector<std::unique_ptr<AssignExpr>> pushes;
+    // By statement: of a PUSH of one element, or a SET of one position, that is known, the operation's tree;
+    // null, or no list at all, where it is made when the statement runs.
+    std::vector<std::unique_ptr<AssignExpr>> trees;
 };
 
 }  // namespace OstraneRecord

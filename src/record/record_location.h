@@ -27,10 +27,10 @@ struct PlanParameters {
         return expr.slot < 0 ? expr.bound : values->expressions[static_cast<size_t>(expr.slot)];
     }
     // Null when there is none yet.
-    AssignExpr* PushTree(int statementNumber) const {
-        return values == nullptr || values->pushes.empty()
+    AssignExpr* Tree(int statementNumber) const {
+        return values == nullptr || values->trees.empty()
                    ? nullptr
-                   : values->pushes[static_cast<size_t>(statementNumber - 1)].get();
+                   : values->trees[static_cast<size_t>(statementNumber - 1)].get();
     }
 };
 

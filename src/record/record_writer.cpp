@@ -40,6 +40,23 @@ void AddMembers(const ValueNode& literal, const ResolvedValues& values, AssignEx
     }
 }
 
+// The one element that a PUSH or a SET of a lone position writes, when it is known before any record; null
+// otherwise. Of a PUSH of a parameter, the parameter.
+const ValueNode* ElementNode(const CompiledStatement& statement, const ResolvedValues& values) {
+    const ValueNode& value = statement.value;
+    if (!statement.computed.empty() || statement.where >= 0 || values.IsNull(value)) {
+        return nullptr;
+    }
+    if (statement.form == PlanForm::PushValues && values.ListSize(value) == 1) {
+        return value.items.empty() ? &value : &value.items[0];
+    }
+    const PlanStep& last = statement.path.back();
+    // The operation takes no other index from the end than the last one.
+    const bool isLone = statement.form == PlanForm::SetElements && last.subscript == SubscriptKind::Index &&
+                        values.Parameters().Index(last.index) >= -1;
+    return isLone ? &value : nullptr;
+}
+
 template <typename T>
 void Rotate(Message* message, const FieldDescriptor* field, int pos, int oldSize) {
     google::protobuf::RepeatedField<T>* elements = message->GetReflection()->MutableRepeatedField<T>(message, field);
@@ -207,34 +224,32 @@ std::string MissingRequired(const Message* existing, const ValueNode& literal, c
     return std::string();
 }
 
-void PreparePushes(const CompiledStatements& compiled, BoundValues& out) {
+void PrepareTrees(const CompiledStatements& compiled, BoundValues& out) {
     PlanParameters parameters;
     parameters.values = &out;
     const std::vector<FieldValue> computed;
     const ResolvedValues values(parameters, computed);
     for (size_t i = 0; i < compiled.statements.size(); ++i) {
         const CompiledStatement& statement = compiled.statements[i];
-        if (statement.form != PlanForm::PushValues || !statement.computed.empty() ||
-            values.ListSize(statement.value) != 1) {
+        const FieldDescriptor* field = statement.Field();
+        const bool isPush = statement.form == PlanForm::PushValues;
+        const ValueNode* element = ElementNode(statement, values);
+        if (element == nullptr || field->cpp_type() == FieldDescriptor::CPPTYPE_ENUM) {
             continue;
         }
-        const FieldDescriptor* field = statement.Field();
         const PlanStep& last = statement.path.back();
-        const int pos = last.subscript == SubscriptKind::Index ? parameters.Index(last.index) : -1;
-        std::unique_ptr<AssignExpr> push;
-        if (field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE) {
-            const ValueNode& literal = statement.value.items[0];
-            if (!IsFlat(literal, values) || !MissingRequired(nullptr, literal, field->message_type(), values).empty()) {
-                continue;
-            }
-            push = std::make_unique<AssignExpr>(false, pos, literal.members.size());
-            AddMembers(literal, values, *push);
-        } else if (field->cpp_type() != FieldDescriptor::CPPTYPE_ENUM) {
-            push = std::make_unique<AssignExpr>(false, pos, 1);
-            push->Add("$", values.ListValue(statement.value, 0), field);
+        const int index = last.subscript == SubscriptKind::Index ? parameters.Index(last.index) : -1;
+        std::unique_ptr<AssignExpr> expr;
+        if (field->cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE) {
+            expr = std::make_unique<AssignExpr>(!isPush, index, 1);
+            expr->Add("$", isPush ? values.ListValue(statement.value, 0) : values.Value(*element), field);
+        } else if (IsFlat(*element, values) &&
+                   (!isPush || MissingRequired(nullptr, *element, field->message_type(), values).empty())) {
+            expr = std::make_unique<AssignExpr>(!isPush, index, element->members.size());
+            AddMembers(*element, values, *expr);
         }
-        out.pushes.resize(compiled.statements.size());
-        out.pushes[i] = std::move(push);
+        out.trees.resize(compiled.statements.size());
+        out.trees[i] = std::move(expr);
     }
 }
 

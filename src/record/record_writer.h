@@ -47,8 +47,8 @@ std::string MissingRequiredItems(const google::protobuf::Message* holder, const 
 // The same for a message of `type` that is made with `only` set and nothing else.
 std::string MissingRequired(const google::protobuf::Descriptor* type, const google::protobuf::FieldDescriptor* only);
 
-// Makes the trees of what every execution pushes alike. `out` holds the parameters.
-void PreparePushes(const CompiledStatements& compiled, BoundValues& out);
+// Makes the trees of what every execution pushes or sets alike. `out` holds the parameters.
+void PrepareTrees(const CompiledStatements& compiled, BoundValues& out);
 
 class RecordWriter {
 public:

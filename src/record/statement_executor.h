@@ -43,6 +43,7 @@ private:
     int RunSetRunFrom();
     int RunSetFieldFrom();
     int RunPush();
+    int RunPreparedSet(AssignExpr& set);
     int RunPreparedPush(AssignExpr& push, int pos);
     int RunPushFrom();
     int RunClear();

@@ -255,8 +255,24 @@ int StatementExecutor::RunSetEach() {
     return 0;
 }
 
+// One element, known since it was bound, whose position is inside the array.
+int StatementExecutor::RunPreparedSet(AssignExpr& set) {
+    MutableProtobufField handle = {Open(m_root, m_statement.path, m_parameters), m_statement.Field()};
+    const int ret = ProtobufRecordUtil(m_record).SetWithExpr(handle, set.Tree());
+    if (ret != 0) {
+        return FailOperation(ret);
+    }
+    m_result.positions.assign(1, m_location.index);
+    m_result.matched = m_result.changed = 1;
+    return 0;
+}
+
 int StatementExecutor::RunSetElements() {
     int ret = LocatePath(true);
+    AssignExpr* prepared = m_parameters.Tree(m_statement.number);
+    if (ret == 0 && prepared != nullptr && m_location.index >= 0) {
+        return RunPreparedSet(*prepared);
+    }
     if (ret == 0) {
         ret = Select(true);
     }
@@ -342,7 +358,7 @@ int StatementExecutor::RunPush() {
     if (ret != 0) {
         return ret;
     }
-    AssignExpr* prepared = m_parameters.PushTree(m_statement.number);
+    AssignExpr* prepared = m_parameters.Tree(m_statement.number);
     if (prepared != nullptr) {
         return RunPreparedPush(*prepared, pos);
     }

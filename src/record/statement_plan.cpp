@@ -218,11 +218,12 @@ int StatementPlan::Bind(const StatementParameters& parameters, BoundPlan& out, S
     return Guard(error, [&]() {
         const bool hasParameters = !m_pCompiled->parameterUses.empty() || !m_pCompiled->expressionUses.empty() ||
                                    !parameters.positional.empty() || !parameters.named.empty();
-        const bool hasPush =
-            std::any_of(m_pCompiled->statements.begin(), m_pCompiled->statements.end(),
-                        [](const CompiledStatement& statement) { return statement.form == PlanForm::PushValues; });
+        const bool hasTree = std::any_of(
+            m_pCompiled->statements.begin(), m_pCompiled->statements.end(), [](const CompiledStatement& statement) {
+                return statement.form == PlanForm::PushValues || statement.form == PlanForm::SetElements;
+            });
         std::shared_ptr<BoundValues> values;
-        if (hasParameters || hasPush) {
+        if (hasParameters || hasTree) {
             values = std::make_shared<BoundValues>();
             int statement = 0;
             Failure failure;
@@ -230,7 +231,7 @@ int StatementPlan::Bind(const StatementParameters& parameters, BoundPlan& out, S
             if (ret != 0) {
                 return Tell(failure, m_pCompiled->text, statement, error);
             }
-            PreparePushes(*m_pCompiled, *values);
+            PrepareTrees(*m_pCompiled, *values);
         }
         out.m_pCompiled = m_pCompiled;
         out.m_pValues = std::move(values);
