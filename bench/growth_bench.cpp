@@ -304,7 +304,8 @@ Job Stream(OstraneRecord::RecordFormat format, int size) {
                 int done = 0;
                 bool hasRecord = false;
                 while (isBound && reader.Next(hasRecord, readError) == 0 && hasRecord) {
-                    done += reader.Decode({}, record, readError) == 0 && bound->Execute(host, result) == 0 &&
+                    done += reader.Decode(reader.Current(), {}, record, readError) == 0 &&
+                                    bound->Execute(host, result) == 0 &&
                                     OstraneRecord::EncodeRecord(format, record, {}, out, readError) == 0
                                 ? 1
                                 : 0;
