@@ -119,8 +119,12 @@ void Copy(std::string* target, const std::string& source) {
     target->assign(source);
 }
 
+// As CopyFrom, which a protobuf built with assertions lets search the whole target for the source first.
 void Copy(Message* target, const Message& source) {
-    target->CopyFrom(source);
+    if (target != &source) {
+        target->Clear();
+        target->MergeFrom(source);
+    }
 }
 
 std::unique_ptr<std::string> NewLike(const std::string& /*element*/) {

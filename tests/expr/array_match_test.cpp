@@ -317,6 +317,36 @@ TEST(Conditions, OfExtensionsAndMaps) {
     EXPECT_TRUE(one == "1 of 2 from 0: #." || one == "1 of 2 from 1: .#") << one;
 }
 
+// A field that reads as the value that it has unset is asked whether it is set: the first element has nothing,
+// the second the very values that unset fields read as, the third others.
+TEST(Conditions, TellAnUnsetFieldFromOneSetToItsDefault) {
+    filters::Record record;
+    Read(
+        "elements {} "
+        "elements { i32: 0 i64: 0 u32: 0 u64: 0 f: 0 d: -0.0 b: false s: '' raw: '' rung: MIDDLE phone: 0 } "
+        "elements { i32: 1 i64: 1 u32: 1 u64: 1 f: 1 d: 1 b: true s: 'a' raw: 'a' rung: LOW phone: 1 }",
+        record);
+    DynamicTwin twin(record);
+    for (const char* name : {"i32", "i64", "u32", "u64", "f", "d", "phone"}) {
+        for (const char* operation : {" = 0", " < 1", " <= 0", " BETWEEN 0 AND 0", " + 0 = 0"}) {
+            const std::string text = std::string(name) + operation;
+            EXPECT_EQ(Find(text, record, "elements"), "1 of 3 from 1: .#.") << text;
+            EXPECT_EQ(Find(text, twin.Get(), "elements"), "1 of 3 from 1: .#.") << text;
+            const std::string other = "NOT " + text;
+            EXPECT_EQ(Find(other, record, "elements"), "1 of 3 from 2: ..#") << other;
+        }
+        for (const char* operation : {" > 0", " >= 1", " <> 0"}) {
+            const std::string text = std::string(name) + operation;
+            EXPECT_EQ(Find(text, record, "elements"), "1 of 3 from 2: ..#") << text;
+        }
+    }
+    for (const char* text :
+         {"NOT b", "b = false", "s = ''", "raw = x''", "rung = 'MIDDLE'", "rung = 7", "rung <> 'LOW'"}) {
+        EXPECT_EQ(Find(text, record, "elements"), "1 of 3 from 1: .#.") << text;
+        EXPECT_EQ(Find(text, twin.Get(), "elements"), "1 of 3 from 1: .#.") << text;
+    }
+}
+
 TEST(Conditions, AskOnlyElementsInRange) {
     filters::Record record;
     Read("i32s: [0, 1, 0, 4]", record);
