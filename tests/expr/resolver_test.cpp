@@ -1,6 +1,7 @@
 // Reading a record's fields by path, and calculating through resolvers.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <string>
 
@@ -287,6 +288,55 @@ TEST_F(Resolver, OfAHost) {
     ExprError error;
     ASSERT_EQ(Expr::Parse("$ > a + 4", context, filter, error), 0);
     EXPECT_EQ(Find(*filter, host, m_record, field, {}), "1 of 2 from 1: .#");
+}
+
+// A host's resolver of which one call fails.
+class FailingResolver : public TableResolver {
+public:
+    FailingResolver(int failingCall, int code) : m_failingCall(failingCall), m_code(code) {}
+
+    int Resolve(ExprVariant* name, ExprVariant& out) override {
+        return IsToFail() ? m_code : TableResolver::Resolve(name, out);
+    }
+    int ArrayGet(ExprVariant& array, int index, ExprVariant& out) override {
+        return IsToFail() ? m_code : TableResolver::ArrayGet(array, index, out);
+    }
+    int CallCount() const { return m_callCount; }
+
+private:
+    bool IsToFail() { return ++m_callCount == m_failingCall; }
+
+    const int m_failingCall;
+    const int m_code;
+    int m_callCount = 0;
+};
+
+TEST_F(Resolver, EachCallOfAHostFails) {
+    const char* const text = "a * 2 > b AND 11 IN list OR n IS NULL";
+    // A code of the host's own comes through; one without a reason, or none at all, is a name that is not there.
+    for (const int code : {-77, -1, 1}) {
+        const std::string unresolved = std::to_string(code == -77 ? code : -4889) + ": the name ";
+        const std::string ends[] = {unresolved + "a cannot be resolved",
+                                    unresolved + "b cannot be resolved",
+                                    unresolved + "list cannot be resolved",
+                                    "-5145: an element of list cannot be read",
+                                    "-5145: an element of list cannot be read",
+                                    unresolved + "n cannot be resolved",
+                                    "true"};
+        for (int call = 1; call <= 7; ++call) {
+            SCOPED_TRACE(std::to_string(code) + " at call " + std::to_string(call));
+            FailingResolver host(call, code);
+            host.m_values["a"].m_type = OstraneCommon::EXPR_INT;
+            host.m_values["a"].m_data.valInt64 = 3;
+            host.m_values["b"] = host.m_values["a"];
+            host.m_values["n"].m_type = OstraneCommon::EXPR_NULL;
+            host.m_values["list"].m_type = OstraneCommon::EXPR_LIST;
+            EXPECT_EQ(Calculate(text, host), ends[call - 1]);
+            EXPECT_GE(host.CallCount(), std::min(call, 6));
+            // All of them, when none fails.
+            EXPECT_TRUE(call < 7 || host.CallCount() == 6);
+        }
+    }
 }
 
 }  // namespace
