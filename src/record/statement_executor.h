@@ -63,6 +63,8 @@ private:
     int CheckTarget(const PlanPath& path, const Target& target, bool isElement);
     int CheckCreated(const PlanPath& path, const RecordLocation& location);
     int LookUpTarget(const google::protobuf::Message& base, const google::protobuf::Message* element, Target& out);
+    int64_t ChangedEntries(const google::protobuf::Message* parent, const google::protobuf::FieldDescriptor* map,
+                           const ResolvedValues& values) const;
     int WriteTarget(google::protobuf::Message* base, const Target& target);
     int ResolvePushPosition(int& pos);
     // Copies what FROM names; strict, its selector must select something.

@@ -180,6 +180,19 @@ int StatementExecutor::WriteTarget(Message* base, const Target& target) {
     return 0;
 }
 
+// The entries that a map's literal sets or removes; there is nothing to do for the null of a key that is not there.
+int64_t StatementExecutor::ChangedEntries(const Message* parent, const FieldDescriptor* map,
+                                          const ResolvedValues& values) const {
+    const std::vector<ValueMember>& members = m_statement.value.members;
+    if (m_statement.form != PlanForm::SetMapEntries) {
+        return 0;
+    }
+    return std::count_if(members.begin(), members.end(), [&](const ValueMember& entry) {
+        return !values.IsNull(entry.value) ||
+               (parent != nullptr && FindEntry(*parent, map, m_parameters.Key(entry.key, entry.keySlot)) >= 0);
+    });
+}
+
 int StatementExecutor::RunSetField() {
     Target target;
     int ret = LookUpTarget(*m_root, nullptr, target);
@@ -200,15 +213,16 @@ int StatementExecutor::RunSetField() {
                                                : 0;
     };
     m_result.sizeBefore = last.field->is_repeated() ? location.size : sizeOf(location.parent);
+    const ResolvedValues values(m_parameters, target.computed);
+    const int64_t entries = ChangedEntries(location.parent, last.field, values);
     ret = WriteTarget(m_root, target);
     if (ret != 0) {
         return FailOperation(ret);
     }
     m_result.sizeAfter = sizeOf(Locate(*m_root, m_statement.tail, m_parameters).parent);
-    const ResolvedValues values(m_parameters, target.computed);
     const bool isNull = values.IsNull(m_statement.value);
     if (m_statement.form == PlanForm::SetMapEntries && !isNull) {
-        m_result.matched = m_result.changed = static_cast<int64_t>(m_statement.value.members.size());
+        m_result.matched = m_result.changed = entries;
         return 0;
     }
     if (m_statement.form != PlanForm::SetField) {
