@@ -92,7 +92,7 @@ std::string FieldHint(const google::protobuf::Descriptor* type, const std::strin
     for (int i = 0; i < type->field_count(); ++i) {
         names.emplace_back(type->field(i)->name());
     }
-    const std::string nearest = NameHint(name, names);
+    std::string nearest = NameHint(name, names);
     // A JSON name in brackets is meant for an extension.
     if (!nearest.empty() || name.find('[') != std::string::npos) {
         return nearest;
