@@ -26,8 +26,8 @@ std::string Records(bool hasBroken) {
             text += "{\"name\":broken" + number + "}\n";
             continue;
         }
-        text +=
-            "{\"name\":\"p" + number + "\",\"level\":" + number + ",\"tags\":[\"" + std::string(i % 90, 't') + "\"]";
+        text += "{\"name\":\"p" + number + "\",\"level\":" + number + ",\"tags\":[\"" +
+                std::string(static_cast<size_t>(i % 90), 't') + "\"]";
         if (i % 4 != 0) {
             text += ",\"scores\":[" + number + (i % 3 == 0 ? ",7" : "") + "]";
         }
