@@ -20,7 +20,6 @@ namespace OstraneCli {
 
 using OstraneRecord::InputError;
 using OstraneRecord::ParameterValue;
-using OstraneRecord::StatementError;
 
 namespace {
 
