@@ -11,6 +11,7 @@ set(publicHeaders
   expr/parse_context.h
   expr/statement.h
   record/codec.h
+  record/file_bytes.h
   record/input_error.h
   record/schema.h
   record/statement_parameters.h

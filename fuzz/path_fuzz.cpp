@@ -59,7 +59,9 @@ void RequireSameName(const std::string& path) {
         return;
     }
     NamePath name;
-    Require(ParseName("$$." + path.substr(begin), context, name, error) == 0);
+    // An extension that comes first may have its dot already.
+    const std::string start = path[begin] == '.' ? "$$" : "$$.";
+    Require(ParseName(start + path.substr(begin), context, name, error) == 0);
     Require(name.steps.size() == steps.size());
     for (size_t i = 0; i < steps.size(); ++i) {
         Require(name.steps[i].name == steps[i].name && name.steps[i].isExtension == steps[i].isExtension);
