@@ -1058,6 +1058,8 @@ int ProtobufRecordUtil::PopRepeatedElements(const char* function, MutableProtobu
         std::swap(pointers[write], pointers[read]);
         ++write;
     });
+    // Freeing a long list of marks after so many small elements would make glibc tidy up behind all of those.
+    std::vector<bool>().swap(vecPop);
     pRepeated->DeleteSubrange(count - popCount, popCount);
     return 0;
 }
