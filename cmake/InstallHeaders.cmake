@@ -13,6 +13,7 @@ set(publicHeaders
   record/codec.h
   record/file_bytes.h
   record/input_error.h
+  record/record_file.h
   record/schema.h
   record/statement_parameters.h
   record/statement_plan.h

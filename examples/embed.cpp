@@ -4,9 +4,8 @@
 //
 // The changed record goes to stdout, a line for each statement to stderr.
 #include <google/protobuf/message.h>
-#include <ostrane/common/protobuf_record.h>
 #include <ostrane/record/codec.h>
-#include <ostrane/record/file_bytes.h>
+#include <ostrane/record/record_file.h>
 #include <ostrane/record/schema.h>
 #include <ostrane/record/statement_plan.h>
 
@@ -17,75 +16,45 @@
 
 using namespace OstraneRecord;
 
-[[noreturn]] static void Stop(const std::string& reason) {
-    std::cerr << reason << "\n";
-    std::exit(1);
-}
-
-// Every call returns 0 or a negative code, and leaves its reason in an object that knows where.
-static void Need(int code, const InputError& error) {
+// Every call returns 0 or a negative code, and leaves its reason in an object that knows where; by reference, so
+// that it is read when the call has filled it.
+template <typename... Why>
+static void Need(int code, const Why&... why) {
     if (code != 0) {
-        Stop(error.ToStr());
-    }
-}
-static void Need(int code, const StatementError& error, const std::string& statements) {
-    if (code != 0) {
-        Stop(ShowError(error, statements));
+        std::cerr << ShowError(why...) << "\n";
+        std::exit(1);
     }
 }
 
 int main(int argc, char** argv) {
     if (argc < 5) {
-        Stop("usage: embed SCHEMA.proto TYPE RECORD.json STATEMENTS [PARAMETER...]");
+        std::cerr << "usage: embed SCHEMA.proto TYPE RECORD STATEMENTS [PARAMETER...]\n";
+        return 1;
     }
     // [schema] Destroyed last: it owns the types and the factory that the record lives by.
     Schema schema;
     InputError inputError;
-    int code = schema.ImportProto(argv[1], {}, inputError);
-    Need(code, inputError);
-    const google::protobuf::Descriptor* type = schema.FindType(argv[2], inputError);
-    Need(type == nullptr ? inputError.code : 0, inputError);
+    Need(schema.ImportProto(argv[1], {}, inputError), inputError);
 
-    // [record]
-    std::string bytes;
-    code = ReadFileBytes(argv[3], bytes, inputError);
-    Need(code, inputError);
-    std::unique_ptr<google::protobuf::Message> message = schema.NewRecord(type);
-    code = DecodeRecord(RecordFormat::Json, bytes.data(), bytes.size(), {}, *message, inputError);
-    inputError.file = argv[3];
-    Need(code, inputError);
+    // [record] Of any type of the schema; the file's ending tells its format.
+    std::unique_ptr<google::protobuf::Message> message;
+    Need(LoadRecordFile(argv[3], schema, argv[2], {}, message, inputError), inputError);
 
     // [compile] Once for the type.
     StatementPlan plan;
     StatementError error;
-    code = StatementPlan::Compile(argv[4], type, {}, plan, error);
-    Need(code, error, argv[4]);
+    Need(StatementPlan::Compile(argv[4], message->GetDescriptor(), {}, plan, error), error, argv[4]);
 
-    // [bind] Once for the values, each of which is JSON here.
+    // [bind, execute] For one record in one call. On failure the record is as it was.
     StatementParameters parameters;
-    for (int i = 5; i < argc; ++i) {
-        std::string reason;
-        code = ParameterValue::FromJson(argv[i], parameters.positional.emplace_back(), reason);
-        if (code != 0) {
-            Stop(std::string(argv[i]) + ": " + reason);
-        }
-    }
-    BoundPlan bound;
-    code = plan.Bind(parameters, bound, error);
-    Need(code, error, argv[4]);
-
-    // [execute] On any number of records; on failure the record is as it was.
-    ProtobufRecord record;
-    record.m_pMessage = message.get();
+    Need(StatementParameters::FromJson({argv + 5, argv + argc}, parameters, inputError), inputError);
     ExecutionResult result;
-    code = bound.Execute(record, result);
-    for (const StatementResult& statement : result.statements) {
-        std::cerr << ReportLine(0, statement) << "\n";
-    }
-    Need(code, result.error, plan.Text());
+    const int code = plan.Execute(*message, parameters, result);
+    std::cerr << ReportLines(0, result);
+    Need(code, result.error, argv[4]);
 
     // [write]
-    code = EncodeRecord(RecordFormat::Json, *message, {}, bytes, inputError);
-    Need(code, inputError);
+    std::string bytes;
+    Need(EncodeRecord(RecordFormat::Json, *message, {}, bytes, inputError), inputError);
     return std::cout << bytes << std::flush ? 0 : 1;
 }

@@ -117,7 +117,7 @@ int RecordWorker::TakeRecord(const RawRecord& record, RecordBatch& batch) {
         status = EncodeChanged(record, batch.notices);
     }
     if (m_wanted.report) {
-        AddReport(record, batch.report);
+        batch.report += OstraneRecord::ReportLines(record.index, m_result);
     }
     if (status != EXIT_DONE) {
         return FailRecord(record, status, batch);
@@ -235,13 +235,6 @@ void RecordWorker::AddElements(const RawRecord& record, RecordBatch& batch) {
             batch.notices.emplace_back();
             batch.notices.back().kind = Notice::Kind::UnknownFields;
         }
-    }
-}
-
-void RecordWorker::AddReport(const RawRecord& record, std::string& report) const {
-    for (const StatementResult& statement : m_result.statements) {
-        report += OstraneRecord::ReportLine(record.index, statement);
-        report += '\n';
     }
 }
 

@@ -88,7 +88,6 @@ private:
     int Encode(const OstraneRecord::RawRecord& record, std::vector<Notice>& notices);
     int EncodeChanged(const OstraneRecord::RawRecord& record, std::vector<Notice>& notices);
     void AddElements(const OstraneRecord::RawRecord& record, RecordBatch& batch);
-    void AddReport(const OstraneRecord::RawRecord& record, std::string& report) const;
     std::string RecordPlace(const OstraneRecord::RawRecord& record) const;
 
     const Arguments& m_arguments;

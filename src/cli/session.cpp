@@ -147,9 +147,7 @@ int Session::ReadParameter(const std::string& text, std::map<int, ParameterValue
     ParameterValue value;
     std::string reason;
     if (ParameterValue::FromJson(text.substr(equals + 1), value, reason) != 0) {
-        // Most of what is no JSON is a text as one would type it.
-        const bool isNoJson = reason.compare(0, 8, "not JSON") == 0;
-        PrintUsageError("--param " + name + ": " + reason + (isNoJson ? "; a text stands in double quotes" : ""));
+        PrintUsageError("--param " + name + ": " + reason);
         return EXIT_NOT_POSSIBLE;
     }
     int number = 0;

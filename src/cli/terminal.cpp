@@ -68,8 +68,7 @@ void PrintUsageError(const std::string& message) {
 }
 
 void PrintInputError(const OstraneRecord::InputError& error) {
-    const std::string head = "error " + std::to_string(error.code) + " " + OstraneRecord::CodeName(error.code) + ":";
-    PrintLine(Paint(RED, head) + " " + error.ToStr());
+    PrintLine(PaintErrorLine(OstraneRecord::ShowError(error), true));
 }
 
 void PrintOutputError(const OstraneRecord::OutputFile& out, const OstraneRecord::InputError& error) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "record/statement_result.h"
+
 namespace OstraneRecord {
 
 std::string InputError::ToStr() const {
@@ -33,6 +35,10 @@ int FailInput(InputError& error, int code, const std::string& message, const std
     error.message = message;
     error.hint = hint;
     return code;
+}
+
+std::string ShowError(const InputError& error) {
+    return "error " + std::to_string(error.code) + " " + CodeName(error.code) + ": " + error.ToStr();
 }
 
 void LocateInput(const char* text, size_t size, size_t offset, InputError& error) {

@@ -1,6 +1,4 @@
-// Why a schema or a record cannot be read or written, and where in which file.
-//
-//   error -256 GEN_ERR_ERR: player.json:3:12: expected ',' or '}' after a member
+// Why a schema, a record or a parameter cannot be read or written, and where in which file.
 //
 // An error in a statement is another thing: its place is in the statement's text.
 #ifndef OSTRANE_RECORD_INPUT_ERROR_H_
@@ -29,6 +27,11 @@ struct InputError {
 
 // Fills `error` and returns its code.
 int FailInput(InputError& error, int code, const std::string& message, const std::string& hint = std::string());
+
+// The error for a person, one line without a line end:
+//
+//   error -256 GEN_ERR_ERR: player.json:3:12: expected ',' or '}' after a member
+std::string ShowError(const InputError& error);
 
 // Sets offset, line and column of `error` for the byte `offset` of `text`.
 void LocateInput(const char* text, size_t size, size_t offset, InputError& error);

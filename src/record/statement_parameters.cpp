@@ -3,6 +3,8 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "common/err_code.h"
+
 namespace OstraneRecord {
 namespace {
 
@@ -53,7 +55,9 @@ public:
         return Add(std::move(list));
     }
     bool parse_error(size_t position, const std::string&, const nlohmann::json::exception&) {
-        return Fail(OstraneErrCode::GEN_ERR_ERR, "not JSON at byte " + std::to_string(position));
+        // Most of what is no JSON is a text as one would type it.
+        return Fail(OstraneErrCode::GEN_ERR_ERR,
+                    "not JSON at byte " + std::to_string(position) + "; a text stands in double quotes");
     }
 
     int code = 0;
@@ -141,6 +145,20 @@ int ParameterValue::FromJson(const std::string& json, ParameterValue& out, std::
         return reader.code == 0 ? OstraneErrCode::GEN_ERR_ERR : reader.code;
     }
     out = std::move(reader.read);
+    return 0;
+}
+
+int StatementParameters::FromJson(const std::vector<std::string>& values, StatementParameters& out, InputError& error) {
+    error = InputError();
+    std::vector<ParameterValue> read(values.size());
+    for (size_t i = 0; i < values.size(); ++i) {
+        std::string reason;
+        const int code = ParameterValue::FromJson(values[i], read[i], reason);
+        if (code != 0) {
+            return FailInput(error, code, "parameter " + std::to_string(i + 1) + ": " + reason);
+        }
+    }
+    out.positional = std::move(read);
     return 0;
 }
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "record/statement_result.h"
+#include "record/input_error.h"
 
 namespace OstraneRecord {
 
@@ -50,6 +50,10 @@ struct ParameterValue {
 // The values of one execution. A value that no statement asks for is an error when it is bound, so that a
 // misspelt name is found.
 struct StatementParameters {
+    // Takes texts of one JSON value each as the values of `?`, in place of those that `out` has. Returns 0, or the
+    // code of ParameterValue::FromJson with the parameter's number and the reason in `error`, and `out` untouched.
+    static int FromJson(const std::vector<std::string>& values, StatementParameters& out, InputError& error);
+
     std::vector<ParameterValue> positional;       // of `?`, the first one first
     std::map<std::string, ParameterValue> named;  // of `:name`, without the colon
 };

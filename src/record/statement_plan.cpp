@@ -186,6 +186,12 @@ int BoundPlan::Execute(ProtobufRecord& record, ExecutionResult& result) const {
     return result.code;
 }
 
+int BoundPlan::Execute(Message& message, ExecutionResult& result) const {
+    ProtobufRecord record;
+    record.m_pMessage = &message;
+    return Execute(record, result);
+}
+
 int StatementPlan::Compile(const std::string& text, const Descriptor* descriptor, const StatementOptions& options,
                            StatementPlan& out, StatementError& error) {
     if (descriptor == nullptr) {
@@ -249,6 +255,12 @@ int StatementPlan::Execute(ProtobufRecord& record, const StatementParameters& pa
         return result.code;
     }
     return bound.Execute(record, result);
+}
+
+int StatementPlan::Execute(Message& message, const StatementParameters& parameters, ExecutionResult& result) const {
+    ProtobufRecord record;
+    record.m_pMessage = &message;
+    return Execute(record, parameters, result);
 }
 
 const std::string& StatementPlan::Text() const {

@@ -9,10 +9,8 @@
 //   parameters.positional.push_back(ParameterValue::MakeInt(7));
 //   BoundPlan bound;
 //   plan.Bind(parameters, bound, error);   // once
-//   ProtobufRecord record;
-//   record.m_pMessage = &player;
 //   ExecutionResult result;
-//   bound.Execute(record, result);         // on any number of records
+//   bound.Execute(player, result);         // on any number of records
 //
 // Names, types, operators, indexes and literals are checked against the descriptor when the text is
 // compiled, parameters when they are bound; what depends on the record alone is left for execution. A list
@@ -59,6 +57,8 @@ public:
     // if one fails, the message is as it was before the first, and the earlier results say undone. Returns
     // 0 or the failing statement's code; `result` is replaced.
     int Execute(ProtobufRecord& record, ExecutionResult& result) const;
+    // The same on a message alone; nothing is logged.
+    int Execute(google::protobuf::Message& message, ExecutionResult& result) const;
 
 private:
     friend class StatementPlan;
@@ -78,8 +78,11 @@ public:
     // reason in `error`, and `out` untouched.
     int Bind(const StatementParameters& parameters, BoundPlan& out, StatementError& error) const;
 
-    // Both steps for one record. A parameter that does not fit is told in `result.error` alone.
+    // Both steps for one record, or for a message alone. A parameter that does not fit is told in `result.error`
+    // alone.
     int Execute(ProtobufRecord& record, const StatementParameters& parameters, ExecutionResult& result) const;
+    int Execute(google::protobuf::Message& message, const StatementParameters& parameters,
+                ExecutionResult& result) const;
 
     const std::string& Text() const;
     size_t StatementCount() const;

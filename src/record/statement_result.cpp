@@ -162,6 +162,15 @@ std::string ReportLine(int64_t record, const StatementResult& result) {
     return object;
 }
 
+std::string ReportLines(int64_t record, const ExecutionResult& result) {
+    std::string lines;
+    for (const StatementResult& statement : result.statements) {
+        lines += ReportLine(record, statement);
+        lines += '\n';
+    }
+    return lines;
+}
+
 std::string ReportLine(int64_t record, const StatementError& error, const std::string& statements) {
     std::string object = "{";
     AddMember(object, "record", std::to_string(record));

@@ -75,6 +75,9 @@ struct ExecutionResult {
 //    "matched":1,"changed":1,"positions":[1],"sizeBefore":3,"sizeAfter":2}
 std::string ReportLine(int64_t record, const StatementResult& result);
 
+// The lines of all the statements that were run, each with its line end.
+std::string ReportLines(int64_t record, const ExecutionResult& result);
+
 // The same for a statement list that does not compile; `statements` is its text.
 std::string ReportLine(int64_t record, const StatementError& error, const std::string& statements);
 

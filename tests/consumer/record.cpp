@@ -2,7 +2,6 @@
 // holds what it should.
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/descriptor.pb.h>
-#include <ostrane/common/protobuf_record.h>
 #include <ostrane/record/statement_plan.h>
 
 #include <cstdio>
@@ -23,10 +22,8 @@ int main() {
 
     OstraneRecord::StatementParameters parameters;
     parameters.positional.push_back(OstraneRecord::ParameterValue::MakeString("b.proto"));
-    ProtobufRecord record;
-    record.m_pMessage = &file;
     OstraneRecord::ExecutionResult result;
-    const int code = plan.Execute(record, parameters, result);
+    const int code = plan.Execute(file, parameters, result);
 
     std::printf("code %d: %s\n", code, file.ShortDebugString().c_str());
     const bool isAsExpected = code == 0 && file.dependency_size() == 3 && file.dependency(0) == "a.proto" &&

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <ostrane/common/protobuf_record.h>
 #include <ostrane/log/log_category.h>
+#include <ostrane/record/codec.h>
+#include <ostrane/record/schema.h>
 #include <ostrane/record/statement_plan.h>
 #include <sys/wait.h>
 
@@ -13,6 +15,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "player.pb.h"
 #include "support/temp_folder.h"
@@ -88,6 +91,8 @@ TEST(Embed, ReportsWhatGetSelects) {
 }
 
 TEST(Embed, EveryFailureIsToldAndPrintsNoRecord) {
+    const TempFolder folder;
+    folder.Write("a.json/b", "");
     const struct {
         const char* topic;
         std::string arguments;
@@ -97,16 +102,19 @@ TEST(Embed, EveryFailureIsToldAndPrintsNoRecord) {
         {"a schema that is not there", "nowhere.proto T r.json 'GET a'", "nowhere.proto"},
         {"a type that is not there", kSchema + " demo.Plaier " + kRecord + " 'GET level'", "did you mean"},
         {"a record that is not there", kSchema + " demo.Player nowhere.json 'GET level'",
-         "nowhere.json: cannot be opened: No such file or directory\n"},
-        {"a folder in place of a record", kSchema + " demo.Player " OSTRANE_EXAMPLES " 'GET level'",
-         ": cannot be read: Is a directory\n"},
-        {"a record of another kind", kSchema + " demo.Player " + kSchema + " 'GET level'", kSchema + ":1:1: "},
+         "error -256 GEN_ERR_ERR: nowhere.json: cannot be opened: No such file or directory\n"},
+        {"a folder in place of a record", kSchema + " demo.Player " + folder.At("a.json") + " 'GET level'",
+         "a.json: cannot be read: Is a directory\n"},
+        {"a record of another type", kSchema + " demo.Item " + kRecord + " 'GET qty'", kRecord + ":2:3: "},
+        {"a file of no format", kSchema + " demo.Player " + kSchema + " 'GET level'",
+         kSchema + ": the ending of the file's name names no format; "},
         {"statements that do not compile", kSchema + " demo.Player " + kRecord + " 'PUSH scroes = 1'",
          "error -4889 COMMON_ERR_INVALID_FIELD_NAME: demo.Player has no field 'scroes'\n"
          "  PUSH scroes = 1\n"
          "       ^\n"
          "  hint: did you mean 'scores'?\n"},
-        {"a parameter that is no JSON", kSchema + " demo.Player " + kRecord + " 'PUSH scores = ?' seven", "seven: "},
+        {"a parameter that is no JSON", kSchema + " demo.Player " + kRecord + " 'PUSH scores = ?' 1 seven",
+         "error -256 GEN_ERR_ERR: parameter 2: not JSON at byte 1; a text stands in double quotes\n"},
         {"a parameter that does not fit", kSchema + " demo.Player " + kRecord + " 'PUSH scores = ?' 4294967295",
          "error -5145 COMMON_ERR_INVALID_EXPR_TYPE: parameter 1: 4294967295 does not fit demo.Player.scores"},
     };
@@ -131,6 +139,43 @@ TEST(Embed, AGeneratedClassNeedsNoSchema) {
     StatementPlan::Compile("PUSH scores[1] = ?", demo::Player::descriptor(), {}, plan, error);
 
     player.add_scores(10);
+    StatementParameters parameters;
+    parameters.positional.push_back(ParameterValue::MakeInt(7));
+    ExecutionResult result;
+    EXPECT_EQ(plan.Execute(player, parameters, result), 0);
+    EXPECT_EQ(player.ShortDebugString(), "scores: 10 scores: 7");
+}
+
+TEST(Embed, APlanRunsOnManyRecords) {
+    Schema schema;
+    InputError inputError;
+    ASSERT_EQ(schema.ImportProto(kSchema, {}, inputError), 0) << inputError.ToStr();
+    const google::protobuf::Descriptor* type = schema.FindType("demo.Player", inputError);
+    std::unique_ptr<google::protobuf::Message> message = schema.NewRecord(type);
+    StatementPlan plan;
+    StatementError error;
+    ASSERT_EQ(StatementPlan::Compile("PUSH scores[1] = ?", type, {}, plan, error), 0) << error.message;
+    StatementParameters parameters;
+    parameters.positional.push_back(ParameterValue::MakeInt(7));
+
+    BoundPlan bound;
+    int code = plan.Bind(parameters, bound, error);
+    EXPECT_EQ(code, 0) << error.message;
+    std::vector<std::string> changed;
+    for (const std::string bytes : {"{\"name\": \"a\", \"scores\": [1]}", "{\"name\": \"b\", \"scores\": [2, 3]}"}) {
+        code = DecodeRecord(RecordFormat::Ndjson, bytes.data(), bytes.size(), {}, *message, inputError);
+        EXPECT_EQ(code, 0) << inputError.ToStr();
+        ExecutionResult result;
+        code = bound.Execute(*message, result);
+        EXPECT_EQ(code, 0) << result.error.message;
+        changed.push_back(message->ShortDebugString());
+    }
+    EXPECT_EQ(changed, (std::vector<std::string>{"name: \"a\" scores: 1 scores: 7",
+                                                 "name: \"b\" scores: 2 scores: 7 scores: 3"}));
+}
+
+TEST(Embed, ARecordMayHaveALog) {
+    demo::Player player;
     ProtobufRecord record;
     record.m_pMessage = &player;
     std::string reason;
@@ -140,11 +185,12 @@ TEST(Embed, AGeneratedClassNeedsNoSchema) {
         record.m_pLog = log->Category();
     }
     EXPECT_NE(record.m_pLog, nullptr) << reason;
-    StatementParameters parameters;
-    parameters.positional.push_back(ParameterValue::MakeInt(7));
+    StatementPlan plan;
+    StatementError error;
+    ASSERT_EQ(StatementPlan::Compile("PUSH scores = 7", demo::Player::descriptor(), {}, plan, error), 0);
     ExecutionResult result;
-    EXPECT_EQ(plan.Execute(record, parameters, result), 0);
-    EXPECT_EQ(player.ShortDebugString(), "scores: 10 scores: 7");
+    EXPECT_EQ(plan.Execute(record, {}, result), 0);
+    EXPECT_EQ(player.ShortDebugString(), "scores: 7");
 }
 
 // The lines of the file without indentation, one after the other.
@@ -154,6 +200,19 @@ std::string Unindented(std::istream& in) {
         text += line.substr(std::min(line.find_first_not_of(' '), line.size())) + "\n";
     }
     return text;
+}
+
+TEST(Embed, IsAHostInThirtyLinesOfCode) {
+    std::ifstream in(OSTRANE_EXAMPLES "/embed.cpp");
+    ASSERT_TRUE(in);
+    int lines = 0;
+    for (std::string line; std::getline(in, line);) {
+        const size_t start = line.find_first_not_of(' ');
+        const bool isCode = start != std::string::npos && line.compare(start, 2, "//") != 0 &&
+                            line.compare(start, 8, "#include") != 0 && line.find("\"usage: ") == std::string::npos;
+        lines += isCode ? 1 : 0;
+    }
+    EXPECT_EQ(lines, 30);
 }
 
 TEST(Embed, TheManualShowsWhatIsCompiled) {
@@ -178,7 +237,7 @@ TEST(Embed, TheManualShowsWhatIsCompiled) {
         EXPECT_NE(sources.find(text), std::string::npos) << text;
         ++excerpts;
     }
-    EXPECT_EQ(excerpts, 7);
+    EXPECT_EQ(excerpts, 10);
 }
 
 }  // namespace

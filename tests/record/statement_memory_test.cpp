@@ -1,11 +1,15 @@
 // What statements allocate, and what happens when they cannot.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdlib>
+#include <memory>
 #include <new>
 #include <string>
 
 #include "player_record.h"
+#include "record/record_file.h"
 
 namespace {
 
@@ -133,6 +137,45 @@ TEST(StatementMemory, NoFailedAllocationLeavesTheCompiler) {
         ASSERT_EQ(error.message, "out of memory");
     }
     EXPECT_GT(failures, 50);
+}
+
+// The number that the next file gets: a larger one tells that a file was left open.
+int NextDescriptor() {
+    const int descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    close(descriptor);
+    return descriptor;
+}
+
+// Reads a record with the k-th allocation failing: the one that was there stays.
+TEST(StatementMemory, NoFailedAllocationLeavesTheReadingOfAFile) {
+    Schema schema;
+    InputError error;
+    ASSERT_EQ(schema.ImportProto(OSTRANE_EXAMPLES "/player.proto", {}, error), 0) << error.ToStr();
+    const std::string file = OSTRANE_EXAMPLES "/player.json";
+    const std::string type = "demo.Player";
+    // Protobuf's factory does not get over memory that runs out while it makes the first record of a type.
+    std::unique_ptr<google::protobuf::Message> first;
+    ASSERT_EQ(LoadRecordFile(file, schema, type, {}, first, error), 0) << error.ToStr();
+    const int descriptor = NextDescriptor();
+    int failures = 0;
+    for (long k = 0;; ++k) {
+        std::unique_ptr<google::protobuf::Message> message;
+        failAfter = k;
+        isCounted = true;
+        const int ret = LoadRecordFile(file, schema, type, {}, message, error);
+        isCounted = false;
+        failAfter = -1;
+        if (ret == 0) {
+            EXPECT_NE(message, nullptr);
+            break;
+        }
+        ++failures;
+        ASSERT_EQ(ret, GEN_ERR_ERR);
+        ASSERT_EQ(error.message, "out of memory");
+        ASSERT_EQ(message, nullptr);
+    }
+    EXPECT_GT(failures, 50);
+    EXPECT_EQ(NextDescriptor(), descriptor);
 }
 
 // Looks with the k-th allocation failing: a statement that has not begun to write changes nothing.

@@ -47,6 +47,25 @@ TEST(StatementPlan, ABoundPlanOutlivesItsPlan) {
     EXPECT_EQ(player.Show(), "scores: 1");
 }
 
+TEST(StatementPlan, AMessageAloneIsARecord) {
+    const StatementPlan plan = Compiled("PUSH scores[?] = 7");
+    StatementParameters parameters;
+    parameters.positional.push_back(ParameterValue::MakeInt(1));
+    PlayerRecord player("scores: [10, 20]");
+    ExecutionResult result;
+    EXPECT_EQ(plan.Execute(player.Message(), parameters, result), 0);
+    EXPECT_EQ(player.Show(), "scores: 10 scores: 7 scores: 20");
+
+    BoundPlan bound;
+    StatementError error;
+    ASSERT_EQ(plan.Bind(parameters, bound, error), 0);
+    EXPECT_EQ(bound.Execute(player.Message(), result), 0);
+    EXPECT_EQ(player.Show(), "scores: 10 scores: 7 scores: 7 scores: 20");
+    EXPECT_EQ(bound.Execute(PlayerRecord().Message(), result), COMMON_ERR_INVALID_ARRAY_INDEX);
+    EXPECT_EQ(plan.Execute(player.Message(), {}, result), COMMON_ERR_INVALID_FIELD_NAME);
+    EXPECT_EQ(result.error.message, "parameter 1 has no value");
+}
+
 // What a PUSH of one known value writes is put together when it is bound, whatever type it has.
 TEST(StatementPlan, ABoundPushServesManyRecordsOfDifferentSizes) {
     struct Row {
@@ -234,7 +253,9 @@ TEST(StatementReport, OneObjectAStatement) {
 
 TEST(StatementReport, AFailureAndWhatItUndid) {
     PlayerRecord player("scores: [1]");
-    ASSERT_EQ(player.Run("CLEAR scores; SET scores[3] = 1"), COMMON_ERR_INVALID_ARRAY_INDEX);
+    ASSERT_EQ(player.Run("CLEAR scores; SET scores[3] = 1; CLEAR tags"), COMMON_ERR_INVALID_ARRAY_INDEX);
+    EXPECT_EQ(ReportLines(4, player.Result()), ReportLine(4, player.Result().statements.at(0)) + "\n" +
+                                                   ReportLine(4, player.Result().statements.at(1)) + "\n");
     const auto first = nlohmann::json::parse(ReportLine(0, player.Result().statements.at(0)));
     EXPECT_EQ(first.at("undone"), true);
     EXPECT_EQ(first.at("changed"), 1);
@@ -309,6 +330,33 @@ TEST(ParameterValue, RefusesWhatItCannotHold) {
     EXPECT_EQ(ParameterValue::FromJson("", value, message), GEN_ERR_ERR);
     EXPECT_EQ(ParameterValue::FromJson(std::string(100000, '['), value, message), COMMON_ERR_INVALID_EXPR_TYPE);
     EXPECT_EQ(value.bits, 4U) << "a refused text leaves the value";
+}
+
+TEST(StatementParameters, ReadJsonValuesInTheirOrder) {
+    StatementParameters parameters;
+    parameters.named["n"] = ParameterValue::MakeInt(4);
+    InputError error;
+    EXPECT_EQ(StatementParameters::FromJson({"7", "\"a\""}, parameters, error), 0);
+    ASSERT_EQ(parameters.positional.size(), 2U);
+    EXPECT_EQ(parameters.positional[0].bits, 7U);
+    EXPECT_EQ(parameters.positional[1].text, "a");
+    EXPECT_EQ(parameters.named.size(), 1U) << "they stay as they are";
+    EXPECT_EQ(StatementParameters::FromJson({}, parameters, error), 0);
+    EXPECT_EQ(parameters.positional.size(), 0U) << "no value is left of the former ones";
+}
+
+TEST(StatementParameters, NameTheValueThatCannotBeRead) {
+    StatementParameters parameters;
+    parameters.positional.push_back(ParameterValue::MakeInt(4));
+    InputError error;
+    EXPECT_EQ(StatementParameters::FromJson({"7", "seven"}, parameters, error), GEN_ERR_ERR);
+    EXPECT_EQ(ShowError(error),
+              "error -256 GEN_ERR_ERR: parameter 2: not JSON at byte 1; a text stands in double quotes");
+    EXPECT_EQ(StatementParameters::FromJson({"{}"}, parameters, error), COMMON_ERR_INVALID_EXPR_TYPE);
+    EXPECT_EQ(ShowError(error),
+              "error -5145 COMMON_ERR_INVALID_EXPR_TYPE: parameter 1: a parameter cannot be a JSON object");
+    ASSERT_EQ(parameters.positional.size(), 1U);
+    EXPECT_EQ(parameters.positional[0].bits, 4U) << "refused texts leave the values";
 }
 
 TEST(RecordCondition, HoldsOnlyWhereItIsTrue) {
