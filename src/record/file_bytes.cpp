@@ -20,6 +20,12 @@ namespace {
 constexpr size_t MAX_SIZE = static_cast<size_t>(std::numeric_limits<int>::max());
 constexpr size_t CHUNK_SIZE = size_t{1} << 18;
 
+// Closes it also when memory runs out.
+struct OpenFile {
+    int descriptor;
+    ~OpenFile() { close(descriptor); }
+};
+
 int FailSystem(const std::string& name, const std::string& what, InputError& error) {
     error.file = name;
     return FailInput(error, OstraneErrCode::GEN_ERR_ERR, what + ": " + std::strerror(errno));
@@ -67,9 +73,8 @@ int ReadFileBytes(const std::string& path, std::string& bytes, InputError& error
     if (descriptor < 0) {
         return FailSystem(path, "cannot be opened", error);
     }
-    const int code = ReadDescriptorBytes(descriptor, path, bytes, error);
-    close(descriptor);
-    return code;
+    const OpenFile file{descriptor};
+    return ReadDescriptorBytes(descriptor, path, bytes, error);
 }
 
 }  // namespace OstraneRecord
