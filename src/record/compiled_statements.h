@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include "expr/bound_filter.h"
@@ -40,6 +41,9 @@ struct PlanRange {
 // A field on the way, with what stands in brackets behind it.
 struct PlanStep {
     const google::protobuf::FieldDescriptor* field = nullptr;
+    // Of the field: asking it costs a short statement more than a look here.
+    bool isMap = false;
+    bool isMessage = false;
     Place place;
     SubscriptKind subscript = SubscriptKind::None;
     PlanIndex index;                // Index
@@ -186,8 +190,9 @@ struct ExpressionUse {
 struct CompiledStatements {
     std::string text;
     const google::protobuf::Descriptor* descriptor = nullptr;
-    // Of the generated class, which lives as long as the program, and tells a record's type faster than its
-    // descriptor; null when there is none.
+    // Of the generated class, whose type tells a record's faster than the record's descriptor; null when there is
+    // none.
+    const std::type_info* generatedClass = nullptr;
     const google::protobuf::Reflection* generatedReflection = nullptr;
     StatementOptions options;
     OstraneCommon::ExprParseContext context;

@@ -334,6 +334,8 @@ int ResolvePath(const OstraneCommon::StatementPath& path, CompiledStatements& co
         if (ret != 0) {
             return ret;
         }
+        step.isMap = step.field->is_map();
+        step.isMessage = step.field->message_type() != nullptr;
         ret = ResolveSubscript(written, compiled, statement, step, failure);
         if (ret != 0) {
             return ret;

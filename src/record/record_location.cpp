@@ -59,11 +59,11 @@ void LocateLast(const Message& message, const Reflection* reflection, const Plan
     if (!step.field->is_repeated()) {
         return;
     }
-    location.size = step.field->is_map() ? OstraneCommon::CountMapEntries(message, step.field)
-                                         : reflection->FieldSize(message, step.field);
+    location.size =
+        step.isMap ? OstraneCommon::CountMapEntries(message, step.field) : reflection->FieldSize(message, step.field);
     if (step.subscript == SubscriptKind::Index) {
         location.index = ResolveIndex(parameters.Index(step.index), location.size);
-        location.element = location.index >= 0 && step.field->message_type() != nullptr
+        location.element = location.index >= 0 && step.isMessage
                                ? &reflection->GetRepeatedMessage(message, step.field, location.index)
                                : nullptr;
     }
@@ -110,12 +110,13 @@ RecordLocation Locate(const Message& base, const PlanPath& path, const PlanParam
         }
     }
     location.parent = message;
+    location.reflection = reflection;
     location.reached = path.size() - 1;
     LocateLast(*message, reflection, path.back(), parameters, location);
     return location;
 }
 
-Message* Open(Message* base, const PlanPath& path, const PlanParameters& parameters) {
+Message* OpenSteps(Message* base, const PlanPath& path, const PlanParameters& parameters) {
     Message* message = base;
     for (size_t i = 0; i + 1 < path.size(); ++i) {
         const PlanStep& step = path[i];

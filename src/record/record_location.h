@@ -38,6 +38,7 @@ struct PlanParameters {
 struct RecordLocation {
     // The message that holds the last step's field; null when something on the way is not there.
     const google::protobuf::Message* parent = nullptr;
+    const google::protobuf::Reflection* reflection = nullptr;  // the parent's
     // The number of steps before the first one that is not there.
     size_t reached = 0;
     // The message at the last index or key of the path; null when it is none, or not there.
@@ -64,8 +65,12 @@ RecordLocation Locate(const google::protobuf::Message& base, const PlanPath& pat
 
 // The message that holds the last step's field, made with everything on the way that is not there. The
 // indexes on the way lie inside their arrays.
-google::protobuf::Message* Open(google::protobuf::Message* base, const PlanPath& path,
-                                const PlanParameters& parameters);
+google::protobuf::Message* OpenSteps(google::protobuf::Message* base, const PlanPath& path,
+                                     const PlanParameters& parameters);
+inline google::protobuf::Message* Open(google::protobuf::Message* base, const PlanPath& path,
+                                       const PlanParameters& parameters) {
+    return path.size() == 1 ? base : OpenSteps(base, path, parameters);
+}
 
 // The entry of a map with this key, -1 when there is none; made when it is not there; removed. Of several with
 // one key the last counts; all are removed.

@@ -67,6 +67,7 @@ private:
                            const ResolvedValues& values) const;
     int WriteTarget(google::protobuf::Message* base, const Target& target);
     int ResolvePushPosition(int& pos);
+    int FailPushPosition(int pos);
     // Copies what FROM names; strict, its selector must select something.
     int TakeSource(RecordWriter& writer, SourceValues& source);
     int CheckSource(const SourceValues& source);

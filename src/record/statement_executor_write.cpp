@@ -1,6 +1,5 @@
 // SET and PUSH: the forms that write values.
 #include <algorithm>
-#include <numeric>
 #include <utility>
 
 #include "expr/map_entries.h"
@@ -205,7 +204,7 @@ int StatementExecutor::RunSetField() {
         if (parent == nullptr) {
             return 0;
         }
-        if (last.field->is_map()) {
+        if (last.isMap) {
             return OstraneCommon::CountMapEntries(*parent, last.field);
         }
         return last.field->is_repeated()       ? parent->GetReflection()->FieldSize(*parent, last.field)
@@ -272,11 +271,12 @@ int StatementExecutor::RunSetEach() {
 // One element, known since it was bound, whose position is inside the array.
 int StatementExecutor::RunPreparedSet(AssignExpr& set) {
     MutableProtobufField handle = {Open(m_root, m_statement.path, m_parameters), m_statement.Field()};
-    const int ret = ProtobufRecordUtil(m_record).SetWithExpr(handle, set.Tree());
+    const int ret =
+        ProtobufRecordUtil(m_record).SetElementWithExpr(handle, m_location.index, set.Tree(), m_location.reflection);
     if (ret != 0) {
         return FailOperation(ret);
     }
-    m_result.positions.assign(1, m_location.index);
+    m_result.positions.push_back(m_location.index);
     m_result.matched = m_result.changed = 1;
     return 0;
 }
@@ -329,33 +329,35 @@ int StatementExecutor::RunSetElements() {
 
 // PUSH
 
+int StatementExecutor::FailPushPosition(int pos) {
+    const PlanStep& last = m_statement.path.back();
+    return pos < 0 ? Fail(OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
+                          "the position " + std::to_string(pos) +
+                              " is none: PUSH inserts at 0 .. size, or with -1 at the end")
+                   : Fail(OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
+                          "index " + std::to_string(pos) + " is beyond " + CountOf(m_location.size) + " of " +
+                              NameOf(last.field));
+}
+
 int StatementExecutor::ResolvePushPosition(int& pos) {
     const PlanStep& last = m_statement.path.back();
     pos = last.subscript == SubscriptKind::Index ? m_parameters.Index(last.index) : -1;
     if (pos == -1) {
         pos = m_location.size;
     }
-    if (pos >= 0 && pos <= m_location.size) {
-        return 0;
-    }
-    if (pos < 0) {
-        return Fail(
-            OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
-            "the position " + std::to_string(pos) + " is none: PUSH inserts at 0 .. size, or with -1 at the end");
-    }
-    return Fail(
-        OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
-        "index " + std::to_string(pos) + " is beyond " + CountOf(m_location.size) + " of " + NameOf(last.field));
+    return pos >= 0 && pos <= m_location.size ? 0 : FailPushPosition(pos);
 }
 
-// One element, known since it was bound: the operation checks the place alone.
+// One element, known since it was bound.
 int StatementExecutor::RunPreparedPush(AssignExpr& push, int pos) {
     int ret = CheckCreated(m_statement.path, m_location);
     if (ret != 0) {
         return ret;
     }
     MutableProtobufField handle = {Open(m_root, m_statement.path, m_parameters), m_statement.Field()};
-    ret = ProtobufRecordUtil(m_record).PushWithExpr(handle, push.Tree());
+    const Reflection* reflection =
+        m_location.reflection == nullptr ? handle.m_pParent->GetReflection() : m_location.reflection;
+    ret = ProtobufRecordUtil(m_record).PushElementWithExpr(handle, pos, push.Tree(), reflection);
     if (ret != 0) {
         return FailOperation(ret);
     }
@@ -406,8 +408,10 @@ int StatementExecutor::RunPush() {
 void StatementExecutor::TellPushed(int pos, int count) {
     m_result.matched = m_result.changed = count;
     m_result.sizeAfter = m_result.sizeBefore + count;
-    m_result.positions.resize(static_cast<size_t>(count));
-    std::iota(m_result.positions.begin(), m_result.positions.end(), pos);
+    m_result.positions.reserve(static_cast<size_t>(count));
+    for (int i = 0; i < count; ++i) {
+        m_result.positions.push_back(pos + i);
+    }
 }
 
 }  // namespace OstraneRecord

@@ -106,30 +106,24 @@ int RunStatement(const CompiledStatements& compiled, const CompiledStatement& st
     return ret;
 }
 
-// The result of the next statement, cleared: one of a former run is filled again, so that a plan that runs on
-// many records asks for memory once.
-StatementResult& NextResult(const CompiledStatement& statement, size_t& resultCount, ExecutionResult& result) {
-    if (resultCount < result.statements.size()) {
-        result.statements[resultCount].Clear();
-    } else {
-        result.statements.emplace_back();
-    }
-    StatementResult& next = result.statements[resultCount];
-    ++resultCount;
-    next.number = statement.number;
-    next.field = statement.Field();
-    next.text = statement.text;
-    return next;
+// The results of a former run are filled again, so that a plan that runs on many records asks for memory once.
+void BeginResult(const CompiledStatement& statement, StatementResult& result) {
+    result.Clear();
+    result.number = statement.number;
+    result.field = statement.Field();
+    result.text = statement.text;
 }
 
-// `resultCount`: of the statements that have begun, the results that are this run's.
+// `resultCount`: of the statements that have begun, whose results are this run's.
 int RunAll(const CompiledStatements& compiled, const PlanParameters& parameters, ProtobufRecord& record,
            RecordRollback& rollback, size_t& resultCount, ExecutionResult& result) {
     const size_t count = compiled.statements.size();
-    result.statements.reserve(count);
+    result.statements.resize(count);
     for (size_t i = 0; i < count; ++i) {
         const CompiledStatement& statement = compiled.statements[i];
-        StatementResult& own = NextResult(statement, resultCount, result);
+        StatementResult& own = result.statements[i];
+        BeginResult(statement, own);
+        resultCount = i + 1;
         if (count > 1 && IsChange(statement) && (i + 1 < count || NeedsMemory(statement))) {
             rollback.Keep(statement.path.front().field);
         }
@@ -151,8 +145,8 @@ int BoundPlan::Execute(ProtobufRecord& record, ExecutionResult& result) const {
         result.statements.clear();
         return result.code = TellPlain(OstraneErrCode::GEN_ERR_ERR, "there is no plan, or no message", result.error);
     }
-    const google::protobuf::Reflection* reflection = record.m_pMessage->GetReflection();
-    const bool isGenerated = reflection != nullptr && reflection == m_pCompiled->generatedReflection;
+    const Message& message = *record.m_pMessage;
+    const bool isGenerated = m_pCompiled->generatedClass != nullptr && typeid(message) == *m_pCompiled->generatedClass;
     if (!isGenerated && record.m_pMessage->GetDescriptor() != m_pCompiled->descriptor) {
         result.statements.clear();
         return result.code =
@@ -162,13 +156,12 @@ int BoundPlan::Execute(ProtobufRecord& record, ExecutionResult& result) const {
     RecordRollback rollback(record.m_pMessage);
     PlanParameters parameters;
     parameters.values = m_pValues.get();
-    parameters.rootReflection = reflection;
+    parameters.rootReflection = isGenerated ? m_pCompiled->generatedReflection : message.GetReflection();
     size_t resultCount = 0;
     result.code =
         Guard(result.error, [&]() { return RunAll(*m_pCompiled, parameters, record, rollback, resultCount, result); });
-    result.statements.erase(result.statements.begin() + static_cast<std::ptrdiff_t>(resultCount),
-                            result.statements.end());
     if (result.code != 0) {
+        result.statements.resize(resultCount);
         StatementError ignored;
         Guard(ignored, [&rollback, &result]() {
             rollback.Restore();
@@ -204,7 +197,10 @@ int StatementPlan::Compile(const std::string& text, const Descriptor* descriptor
         compiled->options = options;
         if (descriptor->file()->pool() == google::protobuf::DescriptorPool::generated_pool()) {
             const Message* prototype = google::protobuf::MessageFactory::generated_factory()->GetPrototype(descriptor);
-            compiled->generatedReflection = prototype == nullptr ? nullptr : prototype->GetReflection();
+            if (prototype != nullptr) {
+                compiled->generatedClass = &typeid(*prototype);
+                compiled->generatedReflection = prototype->GetReflection();
+            }
         }
         int statement = 0;
         Failure failure;
