@@ -1,5 +1,6 @@
 // SET and PUSH: the forms that write values.
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 #include "expr/map_entries.h"
@@ -408,9 +409,10 @@ int StatementExecutor::RunPush() {
 void StatementExecutor::TellPushed(int pos, int count) {
     m_result.matched = m_result.changed = count;
     m_result.sizeAfter = m_result.sizeBefore + count;
-    m_result.positions.reserve(static_cast<size_t>(count));
-    for (int i = 0; i < count; ++i) {
-        m_result.positions.push_back(pos + i);
+    m_result.positions.push_back(pos);
+    if (count > 1) {
+        m_result.positions.resize(static_cast<size_t>(count));
+        std::iota(m_result.positions.begin(), m_result.positions.end(), pos);
     }
 }
 
