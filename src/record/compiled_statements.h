@@ -179,6 +179,18 @@ struct ParameterUse {
     Place place;
 };
 
+// The members of one oneof that one literal names, but those that are null: all but one parameters. Once these
+// have their values, at most one member may be set.
+struct OneofUse {
+    struct Member {
+        const google::protobuf::FieldDescriptor* field = nullptr;
+        int slot = -1;  // of BoundValues::values; -1: always set
+        Place place;
+    };
+    std::vector<Member> members;
+    int statement = 0;
+};
+
 // An expression that reads parameters.
 struct ExpressionUse {
     int statement = 0;  // index into CompiledStatements::statements
@@ -199,6 +211,7 @@ struct CompiledStatements {
     OstraneCommon::StatementList list;
     std::vector<CompiledStatement> statements;
     std::vector<ParameterUse> parameterUses;
+    std::vector<OneofUse> oneofUses;
     std::vector<ExpressionUse> expressionUses;
     int indexSlots = 0;
     int valueSlots = 0;

@@ -7,6 +7,7 @@
 #include "expr/base64.h"
 #include "expr/name_hint.h"
 #include "record/plan_expr.h"
+#include "record/plan_value.h"
 #include "record/statement_compiler.h"
 
 namespace OstraneRecord {
@@ -73,6 +74,7 @@ public:
         : m_compiled(compiled), m_parameters(parameters), m_out(out), m_failure(failure) {}
 
     int BindUse(const ParameterUse& use);
+    int CheckOneof(const OneofUse& use);
     int BindExpression(const ExpressionUse& use);
     int CheckAllUsed();
 
@@ -175,6 +177,20 @@ int Binder::BindUse(const ParameterUse& use) {
     }
     bound.kind = BoundValue::Kind::Single;
     return Convert(use, *value, bound.single);
+}
+
+// Behind BindUse of every member.
+int Binder::CheckOneof(const OneofUse& use) {
+    const OneofUse::Member* set = nullptr;
+    for (const OneofUse::Member& member : use.members) {
+        const bool isNull =
+            member.slot >= 0 && m_out.values[static_cast<size_t>(member.slot)].kind == BoundValue::Kind::Null;
+        if (!isNull && set != nullptr) {
+            return FailBothSet(*set, member, "give null for one of them", m_failure);
+        }
+        set = isNull ? set : &member;
+    }
+    return 0;
 }
 
 int Binder::BindExpression(const ExpressionUse& use) {
@@ -302,6 +318,13 @@ int BindParameters(const CompiledStatements& compiled, const StatementParameters
         if (ret != 0) {
             statement = use.statement;
             NameField(compiled.statements[static_cast<size_t>(statement - 1)], failure);
+            return ret;
+        }
+    }
+    for (const OneofUse& use : compiled.oneofUses) {
+        const int ret = binder.CheckOneof(use);
+        if (ret != 0) {
+            statement = use.statement;
             return ret;
         }
     }

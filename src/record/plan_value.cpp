@@ -41,6 +41,15 @@ const google::protobuf::OneofDescriptor* RealOneof(const FieldDescriptor* field)
 
 }  // namespace
 
+int FailBothSet(const OneofUse::Member& first, const OneofUse::Member& second, const std::string& hint,
+                Failure& failure) {
+    return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, second.place,
+                "'" + std::string(first.field->name()) + "' and '" + std::string(second.field->name()) +
+                    "' cannot both be set: they are of the oneof " +
+                    std::string(second.field->containing_oneof()->full_name()),
+                hint, second.field);
+}
+
 int ValueCompiler::DepthOf(const CompiledStatement& statement) {
     const bool isSplit = statement.form == PlanForm::SetEach;
     const int tail = PathDepth(statement.tail);
@@ -157,10 +166,17 @@ int ValueCompiler::Message(Expr* node, const FieldDescriptor* field, ValueNode& 
     if (!field->is_repeated()) {
         m_chain.push_back(field);
     }
+    OneofUses oneofs;
     for (Expr* assign : *node->m_operands) {
-        const int ret = Member(assign, field->message_type(), out);
+        const int ret = Member(assign, field->message_type(), oneofs, out);
         if (ret != 0) {
             return ret;
+        }
+    }
+    for (auto& [oneof, use] : oneofs) {
+        if (use.members.size() > 1) {
+            use.statement = m_statement.number;
+            m_compiled.oneofUses.push_back(std::move(use));
         }
     }
     if (!field->is_repeated()) {
@@ -171,7 +187,7 @@ int ValueCompiler::Message(Expr* node, const FieldDescriptor* field, ValueNode& 
     return 0;
 }
 
-int ValueCompiler::Member(Expr* assign, const Descriptor* type, ValueNode& out) {
+int ValueCompiler::Member(Expr* assign, const Descriptor* type, OneofUses& oneofs, ValueNode& out) {
     const Place place = PlaceOf(assign);
     if (assign->m_self.m_type != OstraneCommon::EXPR_ASSIGN || assign->OperandCount() != 1) {
         return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX, place, "expected a field and its value");
@@ -190,9 +206,12 @@ int ValueCompiler::Member(Expr* assign, const Descriptor* type, ValueNode& out) 
         return ret;
     }
     Expr* value = assign->Operand(0);
-    ret = CheckMember(member, value->m_self.m_type == OstraneCommon::EXPR_NULL, out, place);
+    ret = CheckName(member, out, place);
     if (ret == 0) {
         ret = Whole(value, member.field, true, member.value);
+    }
+    if (ret == 0) {
+        ret = CheckOneof(member, place, oneofs);
     }
     if (ret != 0) {
         return ret;
@@ -201,22 +220,33 @@ int ValueCompiler::Member(Expr* assign, const Descriptor* type, ValueNode& out) 
     return 0;
 }
 
-int ValueCompiler::CheckMember(const ValueMember& member, bool isNull, const ValueNode& literal, const Place& place) {
-    const google::protobuf::OneofDescriptor* oneof = RealOneof(member.field);
+int ValueCompiler::CheckName(const ValueMember& member, const ValueNode& literal, const Place& place) {
     for (const ValueMember& before : literal.members) {
         if (before.field == member.field) {
             return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX, place,
                         "'" + std::string(member.field->name()) + "' is named twice", "", member.field);
         }
-        // null sets no member: it only takes one away.
-        const bool isSet = !isNull && before.value.kind != ValueNode::Kind::Null;
-        if (oneof != nullptr && isSet && RealOneof(before.field) == oneof) {
-            return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, place,
-                        "'" + std::string(before.field->name()) + "' and '" + std::string(member.field->name()) +
-                            "' cannot both be set: they are of the oneof " + std::string(oneof->full_name()),
-                        "", member.field);
+    }
+    return 0;
+}
+
+// null sets no member: it only takes one away. Whether a parameter is null is seen when it is bound.
+int ValueCompiler::CheckOneof(const ValueMember& member, const Place& place, OneofUses& oneofs) {
+    const google::protobuf::OneofDescriptor* oneof = RealOneof(member.field);
+    if (oneof == nullptr || member.value.kind == ValueNode::Kind::Null) {
+        return 0;
+    }
+    OneofUse::Member added;
+    added.field = member.field;
+    added.slot = member.value.kind == ValueNode::Kind::Parameter ? member.value.slot : -1;
+    added.place = place;
+    OneofUse& use = oneofs[oneof];
+    for (const OneofUse::Member& before : use.members) {
+        if (before.slot < 0 && added.slot < 0) {
+            return FailBothSet(before, added, "", m_failure);
         }
     }
+    use.members.push_back(added);
     return 0;
 }
 

@@ -2,9 +2,16 @@
 #ifndef OSTRANE_RECORD_PLAN_VALUE_H_
 #define OSTRANE_RECORD_PLAN_VALUE_H_
 
+#include <map>
+#include <string>
+
 #include "record/compiled_statements.h"
 
 namespace OstraneRecord {
+
+// Fails because a literal sets both, which are of one oneof.
+int FailBothSet(const OneofUse::Member& first, const OneofUse::Member& second, const std::string& hint,
+                Failure& failure);
 
 // Compiles the values of one statement.
 class ValueCompiler {
@@ -28,14 +35,19 @@ public:
     int Pushed(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
 
 private:
+    // Of one literal.
+    using OneofUses = std::map<const google::protobuf::OneofDescriptor*, OneofUse>;
+
     static int DepthOf(const CompiledStatement& statement);
     int FailTooDeep(const Place& place, const google::protobuf::FieldDescriptor* field);
     Place PlaceOf(const OstraneCommon::Expr* node) const;
     int Scalar(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, bool isElement,
                ValueNode& out);
     int Message(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
-    int Member(OstraneCommon::Expr* assign, const google::protobuf::Descriptor* type, ValueNode& out);
-    int CheckMember(const ValueMember& member, bool isNull, const ValueNode& literal, const Place& place);
+    int Member(OstraneCommon::Expr* assign, const google::protobuf::Descriptor* type, OneofUses& oneofs,
+               ValueNode& out);
+    int CheckName(const ValueMember& member, const ValueNode& literal, const Place& place);
+    int CheckOneof(const ValueMember& member, const Place& place, OneofUses& oneofs);
     int Entries(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, bool nullClears,
                 ValueNode& out);
     int List(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, bool nullClears,

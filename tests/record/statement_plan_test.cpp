@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <utility>
 #include <vector>
 
 #include "player_record.h"
+#include "support/temp_folder.h"
 
 namespace {
 
@@ -45,6 +47,39 @@ TEST(StatementPlan, ABoundPlanOutlivesItsPlan) {
     ExecutionResult result;
     EXPECT_EQ(bound.Execute(player.Record(), result), 0);
     EXPECT_EQ(player.Show(), "scores: 1");
+}
+
+// Of any number of members that parameters name, one may be set.
+TEST(StatementPlan, ParametersOfAOneofAreCountedWhenTheyAreBound) {
+    const TempFolder folder;
+    Schema schema;
+    InputError inputError;
+    const std::string file = folder.Write("t.proto",
+                                          "syntax = 'proto3'; message Out { In in = 1; }"
+                                          "message In { oneof c { int32 a = 1; int32 b = 2; int32 d = 3; } }");
+    ASSERT_EQ(schema.ImportProto(file, {}, inputError), 0) << inputError.ToStr();
+    StatementPlan plan;
+    StatementError error;
+    const google::protobuf::Descriptor* type = schema.FindType("Out", inputError);
+    ASSERT_EQ(StatementPlan::Compile("SET in = {a: ?, b: ?, d: ?}", type, {}, plan, error), 0) << error.message;
+    const struct {
+        std::vector<std::string> values;
+        std::string expected;
+    } rows[] = {
+        {{"null", "2", "null"}, "in { b: 2 }"},
+        {{"null", "null", "3"}, "in { d: 3 }"},
+        {{"null", "null", "null"}, "in { }"},
+        {{"1", "null", "3"}, "'a' and 'd' cannot both be set: they are of the oneof In.c"},
+        {{"null", "2", "3"}, "'b' and 'd' cannot both be set: they are of the oneof In.c"},
+    };
+    for (const auto& row : rows) {
+        StatementParameters parameters;
+        ASSERT_EQ(StatementParameters::FromJson(row.values, parameters, inputError), 0) << inputError.ToStr();
+        const std::unique_ptr<google::protobuf::Message> record = schema.NewRecord(type);
+        ExecutionResult result;
+        const int code = plan.Execute(*record, parameters, result);
+        EXPECT_EQ(code == 0 ? record->ShortDebugString() : result.error.message, row.expected);
+    }
 }
 
 TEST(StatementPlan, AMessageAloneIsARecord) {
