@@ -15,11 +15,14 @@ using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using OstraneCommon::Expr;
 using OstraneCommon::PathStep;
+using OstraneCommon::StatementKind;
+
+// Of a user's text in a message, in bytes.
+constexpr size_t SHOWN_TEXT = 100;
 
 // A name as a message shows it: what is longer than any name is cut.
 std::string CutName(const std::string& name) {
-    constexpr size_t kShownName = 100;
-    return name.size() <= kShownName ? name : name.substr(0, kShownName) + "..";
+    return name.size() <= SHOWN_TEXT ? name : name.substr(0, SHOWN_TEXT) + "..";
 }
 
 std::string NameOf(const FieldDescriptor* field) {
@@ -195,6 +198,19 @@ std::string KeyHint(const FieldDescriptor* map, const std::string& next) {
     return isText ? "write " + name + "['" + next + "']" : "";
 }
 
+// What is written instead of a selector on the way to a field.
+std::string SelectorHint(const PlanStep& step, const PathStep& first, const CompiledStatements& compiled,
+                         int statement) {
+    const std::string rule = "a selector before the last step works in SET alone";
+    const bool isGet = compiled.list.statements[static_cast<size_t>(statement) - 1].kind == StatementKind::Get;
+    const size_t begin = static_cast<size_t>(first.offset);
+    const size_t close = compiled.text.find(']', step.subscriptPlace.offset);
+    if (isGet && !first.isExtension && close - begin <= SHOWN_TEXT) {
+        return "GET " + compiled.text.substr(begin, close + 1 - begin) + " gives whole elements; " + rule;
+    }
+    return "write " + CutName(std::string(step.field->name())) + "[0]; " + rule + ", and once";
+}
+
 // What a step before the last must be: one message.
 int CheckOnTheWay(const PlanStep& step, const std::string& next, bool maySelect, Failure& failure) {
     if (step.field->is_map() && step.subscript == SubscriptKind::None) {
@@ -216,11 +232,6 @@ int CheckOnTheWay(const PlanStep& step, const std::string& next, bool maySelect,
                     NameOf(step.field) + " is repeated: the path needs an index to go on to '" + next + "'",
                     maySelect ? "write " + name + "[0], or " + name + "[*] for all" : "write " + name + "[0]",
                     step.field);
-    }
-    if (!maySelect) {
-        return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, step.subscriptPlace,
-                    "only one index may stand on the way to '" + next + "'",
-                    "a selector before the last step works in SET alone, and once", step.field);
     }
     return 0;
 }
@@ -343,9 +354,15 @@ int ResolvePath(const OstraneCommon::StatementPath& path, CompiledStatements& co
         const bool isLast = i + 1 == path.steps.size();
         if (!isLast) {
             const bool maySelect = selectorStep != nullptr && *selectorStep < 0;
-            ret = CheckOnTheWay(step, CutName(path.steps[i + 1].name), maySelect, failure);
+            const std::string next = CutName(path.steps[i + 1].name);
+            ret = CheckOnTheWay(step, next, maySelect, failure);
             if (ret != 0) {
                 return ret;
+            }
+            if (step.subscript == SubscriptKind::Ranges && !maySelect) {
+                return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, step.subscriptPlace,
+                            "only one index may stand on the way to '" + next + "'",
+                            SelectorHint(step, path.steps[0], compiled, statement), step.field);
             }
             if (step.subscript == SubscriptKind::Ranges) {
                 *selectorStep = static_cast<int>(i);
