@@ -49,7 +49,9 @@ bool SameList(const std::vector<Expr*>* a, const std::vector<Expr*>* b) {
 }
 
 void CheckError(const std::string& text, int ret, const ExprError& error) {
-    Require(ret == OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX && error.code == ret);
+    const bool isUnknown = error.message.compare(0, 20, "there is no function") == 0;
+    Require(error.code == ret && ret == (isUnknown ? OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME
+                                                   : OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX));
     Require(error.offset + error.length <= text.size());
     Require(error.line >= 1 && error.column >= 1 && !error.message.empty());
     Require(!ShowError(text, error, "NAME").empty());

@@ -286,8 +286,9 @@ public:
     Expr() : m_operands(nullptr), m_children(nullptr) {}
 
     // Parses one value or condition, such as "qty < 5 AND state = 'OPEN'". The nodes live in
-    // `context`. Returns 0 and the tree in `expr`, or COMMON_ERR_INVALID_EXPR_SYNTAX with the place
-    // and the reason in `error` and `expr` untouched.
+    // `context`. Returns 0 and the tree in `expr`, or COMMON_ERR_INVALID_EXPR_SYNTAX, of a function that
+    // is not there COMMON_ERR_INVALID_FIELD_NAME, with the place and the reason in `error` and `expr`
+    // untouched.
     static int Parse(const std::string& text, ExprParseContext& context, Expr*& expr, ExprError& error);
 
     // The value of this tree, names and parameters read through `resolver`: a name by Resolve with its

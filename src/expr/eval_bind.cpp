@@ -98,6 +98,23 @@ std::string KindText(const BoundNode& node) {
     return "nothing";
 }
 
+std::string KindsText(const BoundNode& left, const BoundNode& right) {
+    const bool areEnums = left.type.kind == ValueKind::Enum && right.type.kind == ValueKind::Enum;
+    return areEnums ? "values of two enums" : KindText(left) + " and " + KindText(right);
+}
+
+bool IsOneKind(const BoundNode& left, const BoundNode& right) {
+    const ValueKind a = left.type.kind;
+    const ValueKind b = right.type.kind;
+    if (a == ValueKind::Enum && b == ValueKind::Enum) {
+        return left.type.enumType == right.type.enumType;
+    }
+    const auto goesWithEnum = [](ValueKind kind) { return kind == ValueKind::Integer || kind == ValueKind::Text; };
+    return a == ValueKind::Null || b == ValueKind::Null || (IsNumberKind(a) && IsNumberKind(b)) ||
+           (IsTextKind(a) && IsTextKind(b)) || (a == ValueKind::Bool && b == ValueKind::Bool) ||
+           (a == ValueKind::Enum && goesWithEnum(b)) || (b == ValueKind::Enum && goesWithEnum(a));
+}
+
 ConstantNode* AsConstant(const NodePtr& node) {
     return node->Constant() == nullptr ? nullptr : static_cast<ConstantNode*>(node.get());
 }
@@ -310,33 +327,18 @@ bool Binder::Settle(NodePtr& left, NodePtr& right, ExprType op, bool& isEnumName
     const ValueKind a = left->type.kind;
     const ValueKind b = right->type.kind;
     const bool hasEnum = a == ValueKind::Enum || b == ValueKind::Enum;
+    const bool fits = IsOneKind(*left, *right);
     ExprVariant place;
     place.m_tokenOffset = right->Constant() != nullptr || left->Constant() == nullptr ? right->offset : left->offset;
     if (hasEnum && op != EXPR_COMPARE_EQ && op != EXPR_COMPARE_NE) {
         TypeError(place, "enum values have no order, they compare by =, <> and IN");
         return false;
     }
-    if (a == ValueKind::Null || b == ValueKind::Null || (IsNumberKind(a) && IsNumberKind(b)) ||
-        (IsTextKind(a) && IsTextKind(b)) || (a == ValueKind::Bool && b == ValueKind::Bool)) {
-        return true;
+    if (!fits) {
+        TypeError(place, KindsText(*left, *right) + " do not compare");
     }
-    const ValueKind partner = a == ValueKind::Enum ? b : a;
-    if (hasEnum && partner == ValueKind::Integer) {
-        return true;
-    }
-    if (hasEnum && partner == ValueKind::Text) {
-        isEnumName = true;
-        return true;
-    }
-    if (a == ValueKind::Enum && b == ValueKind::Enum) {
-        if (left->type.enumType == right->type.enumType) {
-            return true;
-        }
-        TypeError(place, "values of two enums do not compare");
-        return false;
-    }
-    TypeError(place, KindText(*left) + " and " + KindText(*right) + " do not compare");
-    return false;
+    isEnumName = fits && hasEnum && (a == ValueKind::Text || b == ValueKind::Text);
+    return fits;
 }
 
 NodePtr Binder::Compared(ExprType op, NodePtr left, NodePtr right) {

@@ -92,6 +92,11 @@ private:
 
 // "an integer", "a repeated field", for messages.
 std::string KindText(const BoundNode& node);
+// "an integer and a text".
+std::string KindsText(const BoundNode& left, const BoundNode& right);
+// Whether values of the two can stand beside each other, in a comparison or in coalesce(): NULL goes with all, an
+// enum with numbers and names of its own.
+bool IsOneKind(const BoundNode& left, const BoundNode& right);
 
 inline bool IsTextKind(ValueKind kind) {
     return kind == ValueKind::Text || kind == ValueKind::Bytes;

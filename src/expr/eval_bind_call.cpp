@@ -75,8 +75,8 @@ NodePtr Binder::BindFunction(const Expr& expr) {
     if (expr.m_self.m_str == "coalesce") {
         return BindCoalesce(expr);
     }
-    return Fail(OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, expr.m_self, "there is no function " + expr.m_self.m_str,
-                "size(x), coalesce(a, b, ..)");
+    return Fail(OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, expr.m_self,
+                "there is no function '" + expr.m_self.m_str + "'", "the functions are size and coalesce");
 }
 
 NodePtr Binder::BindSize(const Expr& expr) {
@@ -119,6 +119,13 @@ NodePtr Binder::BindCoalesce(const Expr& expr) {
     }
     ValueType type = operands[leader]->type;
     for (size_t i = 0; i < operands.size(); ++i) {
+        if (!IsOneKind(*operands[leader], *operands[i])) {
+            const bool isBehind = i > leader;
+            return TypeError(
+                expr.Operand(static_cast<int>(i))->m_self,
+                "coalesce() mixes " + KindsText(*operands[isBehind ? leader : i], *operands[isBehind ? i : leader]),
+                "its values are all numbers, all texts, all bools, or all of one enum");
+        }
         bool isEnumName = false;
         const bool isField = operands[leader]->isFloatField;
         // The values are handed on, not compared: a literal beside a float field stays as it is.

@@ -73,7 +73,8 @@ void ParseBuilder::Fail(Fault fault, const char* at) {
     // At the end of the input the place is right behind the last token, not behind the blanks after it.
     ParseFailure failure;
     ExprError& error = failure.error;
-    error.code = OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX;
+    error.code = fault == Fault::FunctionUnknown ? OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME
+                                                 : OstraneErrCode::COMMON_ERR_INVALID_EXPR_SYNTAX;
     Explanation explanation = Explain(fault, at);
     if (fault == Fault::StringOpen) {
         at = m_quote;

@@ -103,7 +103,8 @@ constexpr size_t MAX_TEXT_SIZE = size_t{16} << 20;
 constexpr size_t MAX_NODE_COUNT = 1000000;
 
 // Parses statements separated by ';'. The nodes live in `context`. Returns 0, or
-// COMMON_ERR_INVALID_EXPR_SYNTAX with the first error's place and reason and `out` untouched.
+// COMMON_ERR_INVALID_EXPR_SYNTAX, of a function that is not there COMMON_ERR_INVALID_FIELD_NAME, with the
+// first error's place and reason and `out` untouched.
 int ParseStatements(const std::string& text, ExprParseContext& context, StatementList& out, ExprError& error);
 
 // Parses a name as an expression writes it, such as the m_str of an EXPR_UNRESOLVE. Parameters among

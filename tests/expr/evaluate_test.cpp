@@ -302,7 +302,10 @@ const EvalCase EVAL_CASES[] = {
     {"1 IN i32", "-5145@5: IN looks into a list or a repeated field, not into an integer"},
     {"i32 AND true", "-5145@0: an operand of AND is neither true nor false: it is an integer"},
     {"NOT 'a'", "-5145@4: the operand of NOT is neither true nor false: it is a text"},
-    {"coalesce(i32, 'a')", "-5145@14: an integer and a text do not compare"},
+    {"coalesce(i32, 'a')", "-5145@14: coalesce() mixes an integer and a text"},
+    {"coalesce(null, s, i32 + 1)", "-5145@22: coalesce() mixes a text and an integer"},
+    {"coalesce(1.5, state)", "-5145@9: coalesce() mixes a float and an enum value"},
+    {"coalesce(state, other)", "-5145@16: coalesce() mixes values of two enums"},
     // Names
     {"adress", "-4889@0: filters.Element has no field 'adress'"},
     {"place.cty", "-4889@6: filters.Place has no field 'cty'"},
