@@ -48,6 +48,12 @@ const EvalCase EVAL_CASES[] = {
     {"u64 < 18446744073709551616.0", "true"},
     {"i32 = -7.0", "true"},
     {"i32 < -6.5", "true"},
+    // .. and where only the fraction tells them apart
+    {"i32 = -7.5", "false"},
+    {"i32 > -7.5", "true"},
+    {"-7.5 < i32", "true"},
+    {"7 < 7.5", "true"},
+    {"7.5 <= 7", "false"},
     {"d = 2.5", "true"},
     {"1 = 1.0", "true"},
     {"9223372036854775808 > 9223372036854775807", "true"},
@@ -149,6 +155,10 @@ const EvalCase EVAL_CASES[] = {
     {"3 BETWEEN phone AND 2", "false"},
     {"1 BETWEEN phone AND 2", "NULL"},
     {"1 BETWEEN 2 AND phone", "false"},
+    {"i32 BETWEEN phone AND -8", "false"},
+    {"i32 BETWEEN phone AND 2", "NULL"},
+    {"i32 BETWEEN 2 AND phone", "false"},
+    {"i32 BETWEEN -8 AND phone", "NULL"},
     {"1 IN (1, phone)", "true"},
     {"1 IN (2, phone)", "NULL"},
     {"1 NOT IN (2, phone)", "NULL"},
@@ -156,6 +166,11 @@ const EvalCase EVAL_CASES[] = {
     {"phone IN (1, 2)", "NULL"},
     {"phone IN ints", "NULL"},
     {"'a' IN place.next.next.streets", "NULL"},
+    {"tags[9] IN tags", "NULL"},
+    // .. but in an empty list there is nothing that it could be
+    {"tags[9] IN place.next.streets", "false"},
+    {"tags[9] NOT IN place.next.streets", "true"},
+    {"place.next.streets CONTAINS null", "false"},
     {"ints CONTAINS phone", "NULL"},
     {"null IN (1)", "NULL"},
     // The truth tables
@@ -493,6 +508,29 @@ TEST(Parameters, StandForLiterals) {
     numbered.Set(1, Number(3));
     numbered.Set(2, Number(-7));
     EXPECT_EQ(Calculate("? < 4 AND i32 = ?", scope, row, numbered).value, "true");
+    numbered.SetList(2, {Number(1), Number(-7)});
+    EXPECT_EQ(Calculate("? < 4 AND i32 IN ?", scope, row, numbered).value, "true");
+    ExprVariant list;
+    list.m_type = OstraneCommon::EXPR_VALUE_LIST;
+    const std::vector<ExprVariant> inner = {Number(1)};
+    list.m_data.ptr = const_cast<std::vector<ExprVariant>*>(&inner);
+    values.SetList("nested", {list});
+    EXPECT_EQ(value("i32 IN :nested"), "-5145@7: a list holds another list");
+}
+
+// The values of a text that is somebody else's are taken over.
+TEST(Parameters, OutliveTheTextsTheyPointTo) {
+    ExprBindings values;
+    {
+        const std::string text = "a text that is longer than a short string";
+        ExprVariant pointer;
+        pointer.m_type = OstraneCommon::EXPR_STRING_PTR;
+        pointer.m_data.pStr = &text;
+        values.Set("named", pointer);
+        values.Set(1, pointer);
+    }
+    EXPECT_EQ(Calculate(":named", ExprScope(), ExprRow(), values).value, "'a text that is longer than a short string'");
+    EXPECT_EQ(Calculate("?", ExprScope(), ExprRow(), values).value, "'a text that is longer than a short string'");
 }
 
 // Trees put together by hand -----------------------------------------------------------------------------
@@ -536,6 +574,42 @@ TEST(HandMadeTrees, TooDeepOrEndlessAreErrors) {
                   OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE);
         EXPECT_EQ(error.message, "the expression is nested too deep");
     }
+}
+
+// No condition at all is true of every element.
+TEST(HandMadeTrees, OfNoneIsTrue) {
+    const Expr none;
+    BoundExpr bound;
+    ExprError error;
+    ASSERT_EQ(BoundExpr::BindCondition(none, ExprScope(), ExprBindings(), bound, error), 0);
+    EXPECT_TRUE(bound.IsConstant());
+    EXPECT_EQ(bound.Type().kind, OstraneCommon::ValueKind::Bool);
+    bool isTrue = false;
+    EXPECT_EQ(bound.Test(ExprRow(), isTrue, error), 0);
+    EXPECT_TRUE(isTrue);
+}
+
+TEST(HandMadeTrees, AConditionSearchesTheArrayItWasBoundTo) {
+    filters::Record record;
+    Read("i32s: [5, 6]", record);
+    ExprParseContext context;
+    Expr* tree = nullptr;
+    ExprError error;
+    ASSERT_EQ(Expr::Parse("$ = 6", context, tree, error), 0);
+    const auto* const field = record.GetDescriptor()->FindFieldByName("i32s");
+    BoundExpr bound;
+    ASSERT_EQ(BoundExpr::BindCondition(*tree, ExprScope::OfElements(field, record.GetDescriptor()), ExprBindings(),
+                                       bound, error),
+              0);
+    std::vector<bool> marks;
+    int count = 0;
+    int first = 99;
+    EXPECT_EQ(bound.FindMatches(&record, record, {}, marks, count, first, error), 0);
+    EXPECT_EQ(ShowMatches(marks, count, first), "1 of 2 from 1: .#");
+    const filters::Element other;
+    EXPECT_EQ(bound.FindMatches(&record, other, {}, marks, count, first, error),
+              OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME);
+    EXPECT_EQ(error.message, "the condition was bound to no array of this message");
 }
 
 TEST(HandMadeTrees, BoundExpressionsOutliveTreeAndParameters) {

@@ -1,7 +1,7 @@
 """Puts one fault after the other into a copy of the sources and sees which tests fail.
 
     mutate.py --check             whether every text of faults.txt stands in its file exactly once
-    mutate.py [--only WORD]       the run; what an earlier run of the same sources found is not repeated
+    mutate.py [--only WORD]       the run; what an earlier run of the same test programs found is not repeated
 
 Ends with 1 when a fault survives that is not listed as equivalent.
 """
@@ -66,14 +66,21 @@ def sources():
     return sorted(name for name in set(listed.stdout.split("\n")) if name and os.path.exists(os.path.join(ROOT, name)))
 
 
-def state_of(names):
-    """What the outcome of a run depends on: all sources as they were copied, but the list of faults itself."""
-    digest = hashlib.sha256()
-    for name in names:
-        if not name.startswith("tests/mutate/") and not name.startswith("docs/"):
-            with open(os.path.join(TREE, name), "rb") as text:
-                digest.update(name.encode() + b"\0" + text.read() + b"\0")
-    return digest.hexdigest()
+def program_states(programs, paths, names):
+    """What the outcome of a fault depends on: the programs without any fault, and the files that they read."""
+    states = {}
+    for program in programs:
+        folder = os.path.relpath(os.path.dirname(paths[program]), BUILD)
+        digest = hashlib.sha256()
+        with open(paths[program], "rb") as binary:
+            digest.update(binary.read())
+        for name in names:
+            is_data = not name.endswith((".cpp", ".h", "CMakeLists.txt"))
+            if is_data and name.startswith((folder + "/", "tests/testdata/", "examples/", "docs/statements.md")):
+                with open(os.path.join(TREE, name), "rb") as text:
+                    digest.update(name.encode() + b"\0" + text.read() + b"\0")
+        states[program] = digest.hexdigest()
+    return states
 
 
 def same(a, b):
@@ -155,7 +162,7 @@ def prepare(faults):
     for program in programs:
         if fails(program, paths):
             sys.exit(f"{program} fails without any fault")
-    return state_of(names), paths
+    return program_states(programs, paths, names), paths
 
 
 def main():
@@ -172,23 +179,24 @@ def main():
         return 0
 
     faults = [fault for fault in faults if arguments.only in fault.path]
-    state, paths = prepare(faults)
+    states, paths = prepare(faults)
     store = os.path.join(WORK, "results.json")
     results = {}
     if os.path.exists(store):
         with open(store, encoding="utf-8") as text:
             results = json.load(text)
-    results = results.get("found", {}) if results.get("state") == state else {}
     bad = equivalent = killed = 0
     for number, fault in enumerate(faults, 1):
-        known = results.get(fault.key() + str(fault.programs))
-        if known is None:
+        key = fault.key() + str(fault.programs)
+        state = [states[program] for program in fault.programs]
+        known = results.get(key, [])
+        if known[3:] != [state]:
             begin = time.monotonic()
             outcome, detail = try_fault(fault, paths)
-            known = [outcome, detail, round(time.monotonic() - begin)]
-            results[fault.key() + str(fault.programs)] = known
+            known = [outcome, detail, round(time.monotonic() - begin), state]
+            results[key] = known
             with open(store, "w", encoding="utf-8") as text:
-                json.dump({"state": state, "found": results}, text, indent=1)
+                json.dump(results, text, indent=1)
         outcome, detail = known[0], known[1]
         if outcome == "killed":
             killed += 1
