@@ -278,9 +278,6 @@ bool CastElement(const ExprVariant& value, T& element) {
 template <typename T>
 struct SourceRun {
     SourceRun(const PbField& src, const google::protobuf::Reflection* reflection) {
-        if (reflection == nullptr) {
-            reflection = src.pMessage->GetReflection();
-        }
         const google::protobuf::RepeatedField<T>& container =
             reflection->GetRepeatedField<T>(*src.pMessage, src.pFieldDesc);
         values = container.data();

@@ -1,3 +1,5 @@
+#include <google/protobuf/descriptor.pb.h>
+#include <google/protobuf/struct.pb.h>
 #include <google/protobuf/text_format.h>
 
 #include "fields3.pb.h"
@@ -187,6 +189,66 @@ TEST_F(GetTest, LongSelectionsAreMovedLikeShortOnes) {
     }
 }
 
+// Elements change their container only where none of them can hold the target, which would go with it: known of
+// types that cannot, at whatever depth. Else their contents change places.
+TEST_F(GetTest, OfLongSelectionsElementsMoveThatCannotHoldTheTarget) {
+    constexpr int COUNT = 30;
+    fields::Fields target;
+    google::protobuf::ListValue list;
+    google::protobuf::FileDescriptorSet files;
+    google::protobuf::FileDescriptorSet otherFiles;
+    for (int i = 0; i < COUNT; ++i) {
+        m_message.add_many_strict()->set_id(i);
+        list.add_values()->set_number_value(i);
+        files.add_file()->set_name(std::to_string(i));
+    }
+    const fields::Strict* strict = &m_message.many_strict(5);
+    EXPECT_EQ(Get(Field(&m_message, "many_strict"), true, {}, nullptr, Field(&target, "many_strict")), 0);
+    EXPECT_EQ(&target.many_strict(5), strict);
+    EXPECT_EQ(target.many_strict(5).id(), 5);
+
+    // A value holds lists of values.
+    google::protobuf::ListValue* inner = list.mutable_values(0)->mutable_list_value();
+    const google::protobuf::Value* value = &list.values(5);
+    EXPECT_EQ(Get(Field(&list, "values"), true, {{1, -1}}, nullptr, Field(inner, "values")), 0);
+    EXPECT_EQ(&list.values(5), value);
+    EXPECT_EQ(&list.values(0).list_value(), inner);
+    ASSERT_EQ(inner->values_size(), COUNT - 1);
+    for (int i = 1; i < COUNT; ++i) {
+        EXPECT_EQ(list.values(i).kind_case(), google::protobuf::Value::KIND_NOT_SET);
+        EXPECT_EQ(inner->values(i - 1).number_value(), i);
+    }
+
+    // Too many types to look at.
+    const google::protobuf::FileDescriptorProto* file = &files.file(5);
+    EXPECT_EQ(Get(Field(&files, "file"), true, {}, nullptr, Field(&otherFiles, "file")), 0);
+    EXPECT_EQ(&files.file(5), file);
+    EXPECT_EQ(Show(files.file(5)), "");
+    EXPECT_EQ(otherFiles.file(5).name(), "5");
+}
+
+TEST_F(GetTest, AnElementMayBeTakenIntoAFieldOfItsOwn) {
+    for (const int count : {2, 30}) {
+        for (MessageKind kind : AllMessageKinds()) {
+            SCOPED_TRACE(NameOf(kind) + ", " + std::to_string(count));
+            MessageMaker maker(kind, fields::Plain::descriptor());
+            std::string content = "list {a: 0 list {a: 100}} ";
+            std::string taken = "list { a: 0 list { a: 100 } }";
+            std::string left;
+            for (int i = 1; i < count; ++i) {
+                content += "list {a: " + std::to_string(i) + "} ";
+                taken += " list { a: " + std::to_string(i) + " }";
+                left += ", {}";
+            }
+            Message* message = maker.Make(content);
+            const MutableProtobufField list = Field(message, "list");
+            Message* first = message->GetReflection()->MutableRepeatedMessage(message, list.m_pFieldDesc, 0);
+            EXPECT_EQ(Get(list, true, {}, nullptr, Field(first, "list")), 0);
+            EXPECT_EQ(Show(*message, "list"), "[{" + taken + "}" + left + "]");
+        }
+    }
+}
+
 TEST_F(GetTest, FormWithAWritableSourceMoves) {
     Fill("many_string: ['a', 'b']");
     MutableProtobufField src = Field(&m_message, "many_string");
@@ -295,6 +357,26 @@ TEST_F(GetTest, MapEntriesAreHandedOutAsMessages) {
     EXPECT_EQ(m_target.by_name().size(), 1U);
     EXPECT_EQ(m_target.by_name().at("hp"), 5);
     EXPECT_EQ(m_message.by_name().size(), 2U);
+}
+
+// The entries stay with their map, however many they are.
+TEST_F(GetTest, MapEntriesAreMovedByTheirContents) {
+    constexpr int COUNT = 30;
+    for (int i = 0; i < COUNT; ++i) {
+        (*m_message.mutable_by_name())[std::to_string(i)] = i;
+    }
+    const MutableProtobufField source = Field(&m_message, "by_name");
+    const google::protobuf::Reflection* reflection = m_message.GetReflection();
+    const Message* entry = &reflection->GetRepeatedMessage(m_message, source.m_pFieldDesc, 5);
+    EXPECT_EQ(Get(source, true, {}, nullptr, Field(&m_target, "by_name")), 0);
+    EXPECT_EQ(&reflection->GetRepeatedMessage(m_message, source.m_pFieldDesc, 5), entry);
+    ASSERT_EQ(m_target.by_name().size(), size_t{COUNT});
+    for (int i = 0; i < COUNT; ++i) {
+        EXPECT_EQ(m_target.by_name().at(std::to_string(i)), i);
+    }
+    // Those that stayed have one key.
+    EXPECT_EQ(m_message.by_name().size(), 1U);
+    EXPECT_EQ(m_message.by_name().at(""), 0);
 }
 
 TEST_F(GetTest, ExtensionsAreReadThroughTheirDescriptor) {
