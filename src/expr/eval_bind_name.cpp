@@ -210,10 +210,12 @@ NodePtr Binder::MakeFieldConstant(const ExprVariant& variant, const ExprVariant&
         std::unique_ptr<ConstantListNode> list = std::make_unique<ConstantListNode>();
         ArrayReader array;
         array.Open(*pb.pMessage, pb.pFieldDesc);
-        list->count = array.Count();
+        const int begin = pb.isArrayRange ? std::max(0, pb.idxBegin) : 0;
+        const int last = pb.isArrayRange ? std::min(array.Count() - 1, pb.idxEnd) : array.Count() - 1;
+        list->count = std::max(0, last - begin + 1);
         list->type = reader->type;
         const bool hasValues = TypeOfElement(pb.pFieldDesc).kind != ValueKind::Message;
-        for (int i = 0; i < array.Count() && hasValues; ++i) {
+        for (int i = begin; i <= last && hasValues; ++i) {
             Value element;
             array.Get(i, m_program.texts, element);
             list->items.push_back(ConstantOf(element, TypeOfElement(pb.pFieldDesc).kind));

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <map>
 #include <string>
+#include <utility>
 
 #include "common/err_code.h"
 #include "filter_fixture.h"
@@ -13,6 +14,7 @@ namespace {
 
 using namespace FilterTest;
 using OstraneCommon::ExprResolver;
+using OstraneCommon::PbField;
 using OstraneCommon::ProtobuFieldResolver;
 
 constexpr char RECORD[] = R"(
@@ -288,6 +290,93 @@ TEST_F(Resolver, OfAHost) {
     ExprError error;
     ASSERT_EQ(Expr::Parse("$ > a + 4", context, filter, error), 0);
     EXPECT_EQ(Find(*filter, host, m_record, field, {}), "1 of 2 from 1: .#");
+}
+
+// Fields stand for the values that they have when they are asked for.
+TEST_F(Resolver, OfAHostThatAnswersWithFields) {
+    TableResolver host;
+    const auto answer = [&](const char* name, const google::protobuf::Message& message, const char* field) -> PbField& {
+        ExprVariant& value = host.m_values[name];
+        value.m_type = OstraneCommon::EXPR_UNRESOLVE;
+        value.m_data.pb.SetField(&message, field == nullptr ? nullptr : message.GetDescriptor()->FindFieldByName(field),
+                                 false);
+        return value.m_data.pb;
+    };
+    answer("limit", m_record, "limit");
+    answer("name", m_record, "name");
+    answer("raw", m_record.one(), "raw");
+    answer("state", m_record.one(), "state");
+    answer("phone", m_record.one(), "phone");
+    answer("zip", m_record.one().place(), "zip");
+    answer("city", m_record.one().place(), "city");
+    answer("numbers", m_record, "i32s");
+    answer("second", m_record, "i32s").SetArrayElementIdx(1);
+    answer("ninth", m_record, "i32s").SetArrayElementIdx(8);
+    answer("last", m_record, "i32s").SetArrayRange(1, 9);
+    answer("first", m_record, "i32s").SetArrayRange(-2, 0);
+    answer("behind", m_record, "i32s").SetArrayRange(2, 9);
+    answer("states", m_record, "states");
+    answer("texts", m_record, "ss");
+    answer("elements", m_record, "elements");
+    answer("attrs", m_record, "attrs");
+    answer("whole", m_record, nullptr);
+    answer("foreign", m_record, "limit").pMessage = &m_record.one();
+    answer("nothing", m_record, "limit").pMessage = nullptr;
+    const std::pair<const char*, const char*> rows[] = {
+        {"limit * 2", "6"},
+        {"name LIKE 'b%'", "true"},
+        {"raw = x'72'", "true"},
+        {"state = 'OPEN'", "true"},
+        {"state", "OPEN"},
+        {"city = 'x' AND city IS NOT NULL", "true"},
+        // Unset: no value, or the default that counts as none
+        {"phone", "NULL"},
+        {"phone IS NULL", "true"},
+        {"zip", "7"},
+        {"zip IS NULL", "true"},
+        // Elements and runs of them
+        {"second", "5"},
+        {"ninth", "NULL"},
+        {"5 IN numbers", "true"},
+        {"2 IN numbers", "false"},
+        {"size(numbers)", "2"},
+        {"5 IN last AND 1 NOT IN last", "true"},
+        {"size(last)", "1"},
+        {"1 IN first AND 5 NOT IN first", "true"},
+        {"size(first)", "1"},
+        {"size(behind)", "0"},
+        {"'SOLD' IN states", "true"},
+        {"'CLOSED' IN states", "false"},
+        {"texts CONTAINS 'a'", "true"},
+        {"size(elements)", "2"},
+        {"size(attrs)", "1"},
+        {"whole IS NULL", "false"},
+        {"foreign", "-5145: this refers to a field of another message"},
+        {"nothing", "-5145: this refers to no field"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Calculate(row.first, host), row.second) << row.first;
+    }
+}
+
+TEST_F(Resolver, OfAHostIsAskedForNamesWithTheirParametersFilledIn) {
+    TableResolver host;
+    host.m_values[""].m_type = OstraneCommon::EXPR_UINT;
+    host.m_values[""].m_data.valUInt64 = 3;
+    host.m_values["key"].m_type = OstraneCommon::EXPR_STRING;
+    host.m_values["key"].m_str = "it's";
+    const std::pair<const char*, const char*> rows[] = {
+        {"a[?].b", "a[3].b"},
+        {"a[:key].b[:key]", "a['it\\'s'].b['it\\'s']"},
+        // In quotes nothing is a parameter
+        {"a['?'].b[?]", "a['?'].b[3]"},
+        {"a['\\':key'].b[:key]", "a['\\':key'].b['it\\'s']"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Calculate(row.first, host), "-4889: the name " + std::string(row.first) + " cannot be resolved");
+        EXPECT_EQ(host.m_asked, row.second);
+    }
+    EXPECT_EQ(Calculate("a[:gone]", host), "-4889: a parameter without a value");
 }
 
 // A host's resolver of which one call fails.
