@@ -99,15 +99,13 @@ Expected RunThroughLibrary(const StatementCase& test, Message& message) {
         expected.report = ReportLine(0, error, test.run) + "\n";
         return expected;
     }
-    ProtobufRecord record;
-    record.m_pMessage = &message;
     ExecutionResult result;
-    if (bound.Execute(record, result) != 0) {
+    if (bound.Execute(message, result) != 0) {
         expected.status = 1;
         expected.error = ShowError(result.error, test.run) + "\n";
     }
+    expected.report = ReportLines(0, result);
     for (const StatementResult& statement : result.statements) {
-        expected.report += ReportLine(0, statement) + "\n";
         expected.elements.insert(expected.elements.end(), statement.elements.begin(), statement.elements.end());
     }
     return expected;
