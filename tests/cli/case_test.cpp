@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "cli/program.h"
-#include "common/protobuf_record.h"
 #include "record/case_file.h"
 #include "record/schema.h"
 #include "record/statement_plan.h"
