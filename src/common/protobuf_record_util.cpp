@@ -1063,6 +1063,11 @@ int ProtobufRecordUtil::PopRepeatedElements(const char* function, MutableProtobu
     if (field.m_pFieldDesc->is_map()) {
         // A filter that read the map by key has left the container stale.
         pRepeated = MutableElements<Element>(field.m_pParent, field.m_pFieldDesc);
+        if (pRepeated == nullptr) {
+            OSTRANE_LOG_AS(m_pLog, LOG_PRIORITY_ERROR, SOURCE_PATH, function, "pRepeated(%s) is null",
+                           FullName(field.m_pFieldDesc).c_str());
+            return OstraneErrCode::GEN_ERR_ERR;
+        }
     }
     Element** pointers = Pointers(pRepeated);
     size_t write = static_cast<size_t>(minPop);

@@ -97,7 +97,28 @@ TEST_F(FaultTest, PopAsksForTheContainerBeforeTheFilter) {
         }
         EXPECT_EQ(m_log.TakeLines(), lines);
         EXPECT_EQ(Show(*message, kind.field), kind.shown);
+        // Before it is known to be empty, too.
+        {
+            const ReflectionFault fault(kind.container);
+            EXPECT_EQ(PopWithRange(Field(maker.Make(), kind.field), {{0, 0}}), GENERIC);
+        }
+        EXPECT_EQ(m_log.TakeLines(), lines);
     });
+}
+
+// The filter may have read the map by key, so its container is asked for twice.
+TEST_F(FaultTest, PopOfAMapAsksForTheContainerOnceMoreBehindTheFilter) {
+    for (MessageKind kind : AllMessageKinds()) {
+        SCOPED_TRACE(NameOf(kind));
+        MessageMaker maker(kind, fields::Fields::descriptor());
+        Message* message = maker.Make("by_name {key: 'hp' value: 5} by_name {key: 'mp' value: 7}");
+        {
+            const ReflectionFault fault(ReflectionCall::MutableElements, 2);
+            EXPECT_EQ(PopWithRange(Field(message, "by_name"), {{0, 0}}), GENERIC);
+        }
+        EXPECT_EQ(m_log.TakeLines(), (Lines{Line("PopRepeatedMessage", "pRepeated(fields.Fields.by_name) is null")}));
+        EXPECT_EQ(Show(*message), "by_name { key: \"hp\" value: 5 } by_name { key: \"mp\" value: 7 }");
+    }
 }
 
 TEST_F(FaultTest, PopOfEverythingNeedsNoContainer) {
@@ -173,6 +194,33 @@ TEST_F(FaultTest, TargetContainerAndMarkingHaveTheirOrder) {
             EXPECT_FALSE(fault.HasFired());
         }
         EXPECT_EQ(m_log.TakeLines(), Lines{});
+    });
+}
+
+// The container to move from is the last that a scalar get asks for: behind the marking, and when there is an
+// element to move.
+TEST_F(FaultTest, ScalarsAskForTheContainerToMoveFromWhenSomethingIsSelected) {
+    OnEveryKind([&](MessageMaker& maker, const Kind& kind) {
+        if (!kind.isScalar) {
+            return;
+        }
+        Message* source = Filled(maker, kind);
+        Message* target = maker.Make();
+        {
+            const ReflectionFault fault(kind.container, 2);
+            EXPECT_EQ(Get(Field(source, kind.field), true, {}, Failing(), Field(target, kind.field)),
+                      OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME);
+            EXPECT_FALSE(fault.HasFired());
+        }
+        EXPECT_EQ(m_log.TakeLines().size(), 2U);
+        {
+            const ReflectionFault fault(kind.container, 2);
+            EXPECT_EQ(Get(Field(source, kind.field), true, {{7, 9}}, nullptr, Field(target, kind.field)), 0);
+            EXPECT_FALSE(fault.HasFired());
+        }
+        EXPECT_EQ(m_log.TakeLines(), Lines{});
+        EXPECT_EQ(Show(*source, kind.field), kind.shown);
+        EXPECT_EQ(Show(*target), "");
     });
 }
 
