@@ -63,11 +63,16 @@ std::string Expr::ToStr() const {
     return "<tree>";
 }
 
-int Expr::FindArrayMatchPositions(ExprResolver& /*resolver*/, ExprVariant& /*arrayVar*/, IndexRangeList& /*vecRange*/,
+int Expr::FindArrayMatchPositions(ExprResolver& /*resolver*/, ExprVariant& arrayVar, IndexRangeList& vecRange,
                                   std::vector<bool>& vecMatch, int& matchCount, int& minMatch, std::string& errmsg) {
+    TheHost().matches.push_back(
+        {m_self.m_type, arrayVar.m_type, arrayVar.m_data.pb, vecRange, vecMatch.size(), matchCount, minMatch});
     errmsg = "<reason>";
     if (IsToFail()) {
         return HOST_MATCH_FAILED;
+    }
+    if (TheHost().whileMatching) {
+        TheHost().whileMatching();
     }
     if (TheHost().isEveryElementMarked) {
         // The callers give the number of elements.
@@ -80,7 +85,7 @@ int Expr::FindArrayMatchPositions(ExprResolver& /*resolver*/, ExprVariant& /*arr
 
 int ParseIndexRange(const std::string& /*text*/, IndexRangeList& out) {
     out.emplace_back(0, -1);
-    return IsToFail() ? -1 : 0;
+    return IsToFail() ? -1 : TheHost().parseResult;
 }
 
 // A resolver that supports nothing.

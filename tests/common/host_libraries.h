@@ -4,9 +4,11 @@
 #define OSTRANE_TESTS_COMMON_HOST_LIBRARIES_H_
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "common/expr.h"
 #include "common/log.h"
 
 struct HostLine {
@@ -17,6 +19,17 @@ struct HostLine {
     std::string function;
     void* data = nullptr;
     std::string text;
+};
+
+// What a matching was handed, before it wrote anything.
+struct HostMatch {
+    OstraneCommon::ExprType filterType = OstraneCommon::EXPR_NONE;
+    OstraneCommon::ExprType arrayType = OstraneCommon::EXPR_NONE;
+    OstraneCommon::PbField array = OstraneCommon::PbField();
+    OstraneCommon::IndexRangeList ranges;
+    size_t marks = 0;
+    int matchCount = 0;
+    int minMatch = 0;
 };
 
 struct Host {
@@ -32,8 +45,12 @@ struct Host {
     double number = 1.5;
     const std::string* text = nullptr;
     int textsMade = 0;
+    int parseResult = 0;
     int matchResult = 0;
     bool isEveryElementMarked = false;
+    // The matchings that were asked for, and what is done while one is made.
+    std::vector<HostMatch> matches;
+    std::function<void()> whileMatching;
 
     // The call of the expression library, from 1, that fails by what it returns; 0 for none. And the question
     // of the log that is answered with no.

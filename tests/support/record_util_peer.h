@@ -40,11 +40,6 @@ struct ProtobufRecordUtilPeer {
                                   std::vector<bool>& vecMatch, int& matchCount, int& minMatch) {
         return util.MarkMatchPositions(field, isMutableField, vecRange, pFilterExpr, vecMatch, matchCount, minMatch);
     }
-    template <typename T>
-    static int PopRepeatedField(ProtobufRecordUtil& util, MutableProtobufField field,
-                                OstraneCommon::IndexRangeList& vecRange, Expr* pExpr) {
-        return util.PopRepeatedField<T>(field, vecRange, pExpr);
-    }
     static const ProtobufRecord* Record(const ProtobufRecordUtil& util) { return &util.m_record; }
     static LogCategory* Log(const ProtobufRecordUtil& util) { return util.m_pLog; }
 };
