@@ -18,6 +18,13 @@ protected:
         return m_message;
     }
 
+    // The sub-message of an element of many_message.
+    static const Message* InnerMessage(const Message& message, int i) {
+        const google::protobuf::FieldDescriptor* field = message.GetDescriptor()->FindFieldByName("many_message");
+        const Message& element = message.GetReflection()->GetRepeatedMessage(message, field, i);
+        return &element.GetReflection()->GetMessage(element, element.GetDescriptor()->FindFieldByName("sub"));
+    }
+
     fields::Fields m_target;
 };
 
@@ -100,15 +107,27 @@ TEST_F(GetTest, MovedStringsAreNotCopied) {
     EXPECT_EQ(m_message.many_string(0), "");
 }
 
+// Few or many of them.
 TEST_F(GetTest, MovedMessagesAreNotCopied) {
-    for (MessageKind kind : {MessageKind::GeneratedOnHeap, MessageKind::GeneratedOnArena}) {
-        SCOPED_TRACE(NameOf(kind));
-        MessageMaker maker(kind, fields::Fields::descriptor());
-        auto* message = static_cast<fields::Fields*>(maker.Make("many_message: {sub: {a: 1}}"));
-        auto* target = kind == MessageKind::GeneratedOnHeap ? &m_target : static_cast<fields::Fields*>(maker.Make());
-        const fields::Plain* inner = &message->many_message(0).sub();
-        EXPECT_EQ(Get(Field(message, "many_message"), true, {}, nullptr, Field(target, "many_message")), 0);
-        EXPECT_EQ(&target->many_message(0).sub(), inner);
+    for (const int count : {1, 30}) {
+        for (MessageKind kind : AllMessageKinds()) {
+            SCOPED_TRACE(NameOf(kind) + ", " + std::to_string(count));
+            MessageMaker maker(kind, fields::Fields::descriptor());
+            std::string content;
+            for (int i = 0; i < count; ++i) {
+                content += "many_message: {sub: {a: 1}} ";
+            }
+            Message* message = maker.Make(content);
+            Message* target = maker.Make();
+            std::vector<const Message*> inner;
+            for (int i = 0; i < count; ++i) {
+                inner.push_back(InnerMessage(*message, i));
+            }
+            EXPECT_EQ(Get(Field(message, "many_message"), true, {}, nullptr, Field(target, "many_message")), 0);
+            for (int i = 0; i < count; ++i) {
+                EXPECT_EQ(InnerMessage(*target, i), inner[static_cast<size_t>(i)]);
+            }
+        }
     }
 }
 
@@ -129,6 +148,48 @@ TEST_F(GetTest, RoomIsMadeOnceForTheSelection) {
     EXPECT_LT(m_target.many_int32().Capacity(), 128);
     EXPECT_LT(m_target.many_string().Capacity(), 128);
     EXPECT_LT(m_target.many_message().Capacity(), 128);
+}
+
+// The room is that of the selection alone, and not what is there besides: behind that, containers grow by their own
+// rule.
+TEST_F(GetTest, RoomIsMadeForTheSelectionAlone) {
+    constexpr int COUNT = 50;
+    constexpr int THERE = 4;
+    const auto add = [](fields::Fields& message, int count) {
+        for (int i = 0; i < count; ++i) {
+            message.add_many_int32(i);
+            message.add_many_string("x");
+            message.add_many_message();
+        }
+    };
+    fields::Fields expected;
+    add(m_message, COUNT);
+    add(m_target, THERE);
+    add(expected, THERE);
+    expected.mutable_many_int32()->Reserve(COUNT);
+    expected.mutable_many_string()->Reserve(COUNT);
+    expected.mutable_many_message()->Reserve(COUNT);
+    add(expected, COUNT);
+    for (const char* name : {"many_int32", "many_string", "many_message"}) {
+        SCOPED_TRACE(name);
+        Positions positions(100, 9);
+        positions.shrink_to_fit();
+        Positions expectedPositions = positions;
+        expectedPositions.reserve(COUNT);
+        for (int i = 0; i < COUNT; ++i) {
+            expectedPositions.push_back(i);
+        }
+        ASSERT_GT(expectedPositions.capacity(), 150U);
+        EXPECT_EQ(Get(Field(&m_message, name), false, {}, nullptr, Field(&m_target, name), &positions), 0);
+        EXPECT_EQ(positions, expectedPositions);
+        EXPECT_EQ(positions.capacity(), expectedPositions.capacity());
+    }
+    ASSERT_GT(expected.many_int32().Capacity(), THERE + COUNT);
+    EXPECT_EQ(m_target.many_int32().Capacity(), expected.many_int32().Capacity());
+    ASSERT_GT(expected.many_string().Capacity(), THERE + COUNT);
+    EXPECT_EQ(m_target.many_string().Capacity(), expected.many_string().Capacity());
+    ASSERT_GT(expected.many_message().Capacity(), THERE + COUNT);
+    EXPECT_EQ(m_target.many_message().Capacity(), expected.many_message().Capacity());
 }
 
 // A container keeps the elements that were cleared: strings are used again, messages stay behind.
@@ -328,7 +389,8 @@ TEST_F(GetTest, NothingSelectedLeavesTargetAndPositions) {
     EXPECT_EQ(Show(m_message), "many_int32: 1 many_string: \"a\" many_message { a: 1 }");
 }
 
-// A message that cannot be made ends the get; what was handed out before stays, with its positions.
+// A message that cannot be made ends the get; what was handed out before stays, with its positions. The line names
+// the field that lacks it.
 TEST_F(GetTest, NewMessageThatFailsKeepsWhatWasTaken) {
     for (bool isMutable : {false, true}) {
         SCOPED_TRACE(isMutable);
@@ -339,12 +401,13 @@ TEST_F(GetTest, NewMessageThatFailsKeepsWhatWasTaken) {
         source->GetReflection()->AddAllocatedMessage(source, field.m_pFieldDesc,
                                                      new BrokenMessage(like->GetDescriptor(), like->GetReflection()));
         Message* target = maker.Make();
+        const google::protobuf::FieldDescriptor* extension =
+            fields::Fields::descriptor()->file()->FindExtensionByName("ext_many_message");
         Positions positions;
-        EXPECT_EQ(Get(field, isMutable, {}, nullptr, Field(target, "many_message"), &positions),
-                  OstraneErrCode::GEN_ERR_ERR);
+        EXPECT_EQ(Get(field, isMutable, {}, nullptr, {target, extension}, &positions), OstraneErrCode::GEN_ERR_ERR);
         EXPECT_EQ(m_log.TakeLines(), (Lines{"ERROR src/common/protobuf_record_util.cpp GetRepeatedMessage: new "
-                                            "Message(fields.Fields.many_message) failed"}));
-        EXPECT_EQ(Show(*target, "many_message"), "[{a: 1}]");
+                                            "Message(fields.ext_many_message) failed"}));
+        EXPECT_EQ(Show(*target, extension), "[{a: 1}]");
         EXPECT_EQ(positions, Positions{0});
     }
 }
