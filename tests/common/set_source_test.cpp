@@ -244,6 +244,35 @@ TEST_F(SetWithPbField, AMutableSourceHoldsTheFormerElements) {
     }
 }
 
+// Texts and sub-messages change places as they are.
+TEST_F(SetWithPbField, AMoveCopiesNoTextAndNoSubMessage) {
+    const std::string content = "many_string: '" + std::string(100, 'x') + "' many_message { sub { a: 1 } }";
+    for (const MessageKind sourceKind : {MessageKind::GeneratedOnHeap, MessageKind::GeneratedOnArena}) {
+        for (const MessageKind targetKind : {MessageKind::GeneratedOnHeap, MessageKind::GeneratedOnArena}) {
+            SCOPED_TRACE(NameOf(sourceKind) + " into " + NameOf(targetKind));
+            MessageMaker sourceMaker(sourceKind, fields::Fields::descriptor());
+            MessageMaker targetMaker(targetKind, fields::Fields::descriptor());
+            const bool isOneOwner = sourceKind == targetKind;
+            auto* source = static_cast<fields::Fields*>(sourceMaker.Make(content));
+            auto* target = static_cast<fields::Fields*>((isOneOwner ? sourceMaker : targetMaker).Make(content));
+            const char* sourceText = source->many_string(0).data();
+            const char* targetText = target->many_string(0).data();
+            EXPECT_EQ(Set(target, "many_string", 0, 0, Source(*source, "many_string", MUTABLE)), 0);
+            EXPECT_EQ(target->many_string(0).data(), sourceText);
+            EXPECT_EQ(source->many_string(0).data(), targetText);
+            if (!isOneOwner) {
+                // A message does not leave the arena that it lives on.
+                continue;
+            }
+            const fields::Plain* sourceSub = &source->many_message(0).sub();
+            const fields::Plain* targetSub = &target->many_message(0).sub();
+            EXPECT_EQ(Set(target, "many_message", 0, 0, Source(*source, "many_message", MUTABLE)), 0);
+            EXPECT_EQ(&target->many_message(0).sub(), sourceSub);
+            EXPECT_EQ(&source->many_message(0).sub(), targetSub);
+        }
+    }
+}
+
 TEST_F(SetWithPbField, ScalarsAndEnumsOfAMutableSourceStay) {
     std::vector<ElementKind> kinds = ScalarKinds();
     kinds.insert(kinds.end(), EnumKinds().begin(), EnumKinds().end());
