@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdlib>
 #include <functional>
+#include <new>
 #include <ostream>
 #include <string>
 #include <type_traits>
@@ -16,8 +18,57 @@
 
 namespace {
 
+// Of this thread.
+thread_local size_t allocations = 0;
+
+void* Allocate(size_t size) noexcept {
+    ++allocations;
+    return std::malloc(size == 0 ? 1 : size);
+}
+
+}  // namespace
+
+void* operator new(size_t size) {
+    void* const memory = Allocate(size);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+void* operator new[](size_t size) {
+    return operator new(size);
+}
+// Those of a sanitizer's runtime would not go with the operators delete below.
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    return Allocate(size);
+}
+void* operator new[](size_t size, const std::nothrow_t&) noexcept {
+    return Allocate(size);
+}
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, const std::nothrow_t&) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, size_t) noexcept {
+    std::free(memory);
+}
+
+namespace {
+
 using google::protobuf::FieldDescriptor;
 using OstraneCommon::Expr;
+using OstraneCommon::ExprVariant;
 using OstraneCommon::IndexRangeList;
 using OstraneCommon::PbField;
 
@@ -276,6 +327,97 @@ TEST_F(FrameTest, TextsOfValuesAreMadeOnlyForLinesThatAreWritten) {
             m_record.m_pLog = row.hasCategory ? &m_category : nullptr;
             EXPECT_LT(failures[i](), 0);
             EXPECT_EQ(TheHost().textsMade, static_cast<int>(row.lines));
+        }
+    }
+}
+
+// The names of fields and types are too long to be kept inside of a text: one that is made allocates.
+TEST_F(FrameTest, ARefusedOperationWhoseLineIsNotWantedAllocatesNothing) {
+    TheHost().isCastTaken = false;
+    TheHost().matches.reserve(2);
+    MutableProtobufField ints = Field("many_int32");
+    MutableProtobufField strings = Field("many_string");
+    MutableProtobufField messages = Field("many_message");
+    MutableProtobufField empty = Field("many_bool");
+    const ProtobufField readableInts = {&m_message, ints.m_pFieldDesc};
+    const ProtobufField readableStrings = {&m_message, strings.m_pFieldDesc};
+    MutableProtobufField one = Field("one_int32");
+    fields::Fields nothing;
+    PbField noInts;
+    noInts.SetField(&nothing, ints.m_pFieldDesc, false);
+    PbField oneInt;
+    oneInt.SetField(&m_message, ints.m_pFieldDesc, false);
+    PbField oneString;
+    oneString.SetField(&m_message, strings.m_pFieldDesc, false);
+    m_message.add_many_string("b");
+    Expr& setBehind = SetTo("5", "$");
+    Expr& pushBehind = PushTo("9", "$");
+    Expr& setFirst = SetTo("0", "$");
+    Expr& pushFirst = PushTo("0", "$");
+    Expr& setNowhere = SetTo("0", "x");
+    Expr& setSubField = SetTo("0", "a");
+    Expr& pop = m_tree.Pop("0");
+    IndexRangeList ranges;
+    ExprVariant value;
+    const int32_t values[] = {7};
+    using Util = ProtobufRecordUtil;
+    using Peer = ProtobufRecordUtilPeer;
+    struct Refusal {
+        const char* name;
+        std::function<int(Util&)> operation;
+    };
+    const Refusal refusals[] = {
+        {"set outside", [&](Util& util) { return util.SetWithExpr(ints, setBehind); }},
+        {"set from what is no number", [&](Util& util) { return util.SetWithExpr(ints, setFirst); }},
+        {"set from what is no text", [&](Util& util) { return util.SetWithExpr(strings, setFirst); }},
+        {"set a sub-field that is not there", [&](Util& util) { return util.SetWithExpr(messages, setNowhere); }},
+        {"set a sub-field from what is no number", [&](Util& util) { return util.SetWithExpr(messages, setSubField); }},
+        {"push outside", [&](Util& util) { return util.PushWithExpr(ints, pushBehind); }},
+        {"push what is no number", [&](Util& util) { return util.PushWithExpr(ints, pushFirst); }},
+        {"push what is no text", [&](Util& util) { return util.PushWithExpr(strings, pushFirst); }},
+        {"assign what is no number", [&](Util& util) { return Peer::AssignField(util, one, value); }},
+        {"too few values", [&](Util& util) { return Peer::SetRepeatedField<int32_t>(util, ints, 0, 1, values, 1); }},
+        {"set from nothing", [&](Util& util) { return util.SetWithPbField(ints, 0, 0, noInts); }},
+        {"set from too few texts",
+         [&](Util& util) {
+             PbField first = oneString;
+             first.SetArrayRange(0, 0);
+             return util.SetWithPbField(strings, 0, 1, first);
+         }},
+        {"push from, outside", [&](Util& util) { return util.PushWithPbField(ints, 9, oneInt); }},
+        {"pop from nothing", [&](Util& util) { return util.PopWithExpr(empty, pop); }},
+        {"pop without a match", [&](Util& util) { return util.PopWithRange(ints, ranges, nullptr); }},
+        {"pop texts without a match", [&](Util& util) { return util.PopWithRange(strings, ranges, nullptr); }},
+        {"get without a match",
+         [&](Util& util) {
+             ProtobufField source = readableInts;
+             return util.GetWithRange(source, false, ranges, nullptr, ints, nullptr);
+         }},
+        {"get texts without a match",
+         [&](Util& util) {
+             ProtobufField source = readableStrings;
+             return util.GetWithRange(source, false, ranges, nullptr, strings, nullptr);
+         }},
+    };
+    for (const Refusal& refusal : refusals) {
+        for (const bool hasCategory : {false, true}) {
+            SCOPED_TRACE(std::string(refusal.name) + (hasCategory ? ", low bound" : ", no category"));
+            SetBounds(NO_POINTER, 299);
+            m_record.m_pLog = hasCategory ? &m_category : nullptr;
+            Util silent(m_record);
+            TheHost().matchResult = HOST_MATCH_FAILED;
+            TheHost().matches.clear();
+            const size_t before = allocations;
+            const int code = refusal.operation(silent);
+            EXPECT_EQ(allocations, before);
+            EXPECT_LT(code, 0);
+            // The same operation, heard.
+            SetBounds(NO_POINTER, NO_POINTER);
+            m_record.m_pLog = &m_category;
+            Util heard(m_record);
+            TheHost().lines.clear();
+            EXPECT_EQ(refusal.operation(heard), code);
+            EXPECT_FALSE(TheHost().lines.empty());
         }
     }
 }
