@@ -4,6 +4,7 @@
 #include "common/err_code.h"
 #include "expr/eval_bind.h"
 #include "expr/like_pattern.h"
+#include "expr/name_hint.h"
 
 namespace OstraneCommon {
 
@@ -75,8 +76,8 @@ NodePtr Binder::BindFunction(const Expr& expr) {
     if (expr.m_self.m_str == "coalesce") {
         return BindCoalesce(expr);
     }
-    return Fail(OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, expr.m_self,
-                "there is no function '" + expr.m_self.m_str + "'", "the functions are size and coalesce");
+    return Fail(OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, expr.m_self, UnknownFunction(expr.m_self.m_str),
+                FUNCTION_HINT);
 }
 
 NodePtr Binder::BindSize(const Expr& expr) {

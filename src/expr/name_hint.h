@@ -29,6 +29,12 @@ std::string NameHint(const std::string& name, const std::vector<std::string>& ca
 std::string FieldHint(const google::protobuf::Descriptor* type, const std::string& name);
 std::string EnumValueHint(const google::protobuf::EnumDescriptor* type, const std::string& name);
 
+// What is said about a function that the language does not have, and the hint at those that it has.
+inline std::string UnknownFunction(const std::string& name) {
+    return "there is no function '" + name + "'";
+}
+constexpr char FUNCTION_HINT[] = "the functions are size and coalesce";
+
 }  // namespace OstraneCommon
 
 #endif  // OSTRANE_EXPR_NAME_HINT_H_

@@ -4,6 +4,7 @@
 
 #include "expr/code_point.h"
 #include "expr/literal_text.h"
+#include "expr/name_hint.h"
 #include "expr/parse_builder.h"
 
 namespace OstraneCommon {
@@ -357,7 +358,7 @@ ParseBuilder::Explanation ParseBuilder::Explain(Fault fault, const char* at) con
         case Fault::NullCompared:
             return ExplainNull(at);
         case Fault::FunctionUnknown:
-            return {"there is no function '" + next + "'", "the functions are size and coalesce"};
+            return {UnknownFunction(next), FUNCTION_HINT};
         case Fault::ParameterName:
             return {"expected a name right after ':'", IsDigit(first) ? "a range is written 0..2" : ""};
         case Fault::PointDigits:
