@@ -1,5 +1,6 @@
 #include "record/statement_parameters.h"
 
+#include <new>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -83,6 +84,29 @@ private:
     std::vector<std::vector<ParameterValue>> m_open;  // lists, innermost last
 };
 
+int ReadJson(const std::string& json, ParameterValue& out, std::string& message) {
+    ValueReader reader;
+    if (!nlohmann::json::sax_parse(json, &reader)) {
+        message = reader.message.empty() ? "not JSON" : reader.message;
+        return reader.code == 0 ? OstraneErrCode::GEN_ERR_ERR : reader.code;
+    }
+    out = std::move(reader.read);
+    return 0;
+}
+
+int ReadAll(const std::vector<std::string>& values, StatementParameters& out, InputError& error) {
+    std::vector<ParameterValue> read(values.size());
+    for (size_t i = 0; i < values.size(); ++i) {
+        std::string reason;
+        const int code = ReadJson(values[i], read[i], reason);
+        if (code != 0) {
+            return FailInput(error, code, "parameter " + std::to_string(i + 1) + ": " + reason);
+        }
+    }
+    out.positional = std::move(read);
+    return 0;
+}
+
 }  // namespace
 
 ParameterValue ParameterValue::MakeNull() {
@@ -139,27 +163,22 @@ ParameterValue ParameterValue::MakeList(std::vector<ParameterValue> items) {
 }
 
 int ParameterValue::FromJson(const std::string& json, ParameterValue& out, std::string& message) {
-    ValueReader reader;
-    if (!nlohmann::json::sax_parse(json, &reader)) {
-        message = reader.message.empty() ? "not JSON" : reader.message;
-        return reader.code == 0 ? OstraneErrCode::GEN_ERR_ERR : reader.code;
+    try {
+        return ReadJson(json, out, message);
+    } catch (const std::bad_alloc&) {
+        message = "out of memory";
+        return OstraneErrCode::GEN_ERR_ERR;
     }
-    out = std::move(reader.read);
-    return 0;
 }
 
 int StatementParameters::FromJson(const std::vector<std::string>& values, StatementParameters& out, InputError& error) {
     error = InputError();
-    std::vector<ParameterValue> read(values.size());
-    for (size_t i = 0; i < values.size(); ++i) {
-        std::string reason;
-        const int code = ParameterValue::FromJson(values[i], read[i], reason);
-        if (code != 0) {
-            return FailInput(error, code, "parameter " + std::to_string(i + 1) + ": " + reason);
-        }
+    try {
+        return ReadAll(values, out, error);
+    } catch (const std::bad_alloc&) {
+        // Told without the parameter's number, which would need memory too.
+        return FailInput(error, OstraneErrCode::GEN_ERR_ERR, "out of memory");
     }
-    out.positional = std::move(read);
-    return 0;
 }
 
 }  // namespace OstraneRecord

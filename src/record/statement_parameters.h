@@ -36,7 +36,7 @@ struct ParameterValue {
 
     // Reads one JSON value: integers exactly up to 64 bits, a text as Base64, a list of values as a list.
     // Returns 0, or COMMON_ERR_INVALID_EXPR_TYPE for an object and GEN_ERR_ERR for what is not JSON or a
-    // number beyond 64 bits, with the reason in `message` and `out` untouched.
+    // number beyond 64 bits, with the reason in `message` and `out` untouched. No exception leaves it.
     static int FromJson(const std::string& json, ParameterValue& out, std::string& message);
 
     Kind kind = Kind::Null;
@@ -51,7 +51,8 @@ struct ParameterValue {
 // misspelt name is found.
 struct StatementParameters {
     // Takes texts of one JSON value each as the values of `?`, in place of those that `out` has. Returns 0, or the
-    // code of ParameterValue::FromJson with the parameter's number and the reason in `error`, and `out` untouched.
+    // code of ParameterValue::FromJson with the parameter's number and the reason in `error`, and `out` untouched. No
+    // exception leaves it.
     static int FromJson(const std::vector<std::string>& values, StatementParameters& out, InputError& error);
 
     std::vector<ParameterValue> positional;       // of `?`, the first one first

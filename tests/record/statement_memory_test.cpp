@@ -7,6 +7,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "player_record.h"
 #include "record/record_file.h"
@@ -176,6 +177,67 @@ TEST(StatementMemory, NoFailedAllocationLeavesTheReadingOfAFile) {
     }
     EXPECT_GT(failures, 50);
     EXPECT_EQ(NextDescriptor(), descriptor);
+}
+
+// A text, a list in a list and, where memory lasts that long, a reason that is told.
+const std::vector<std::string> kValues = {"[1, [2.5, \"a text that no small string can hold\"], null]",
+                                          "\"another text that needs memory of its own\""};
+constexpr char kNoJson[] = "\"a text that no small string can hold\" \"and one behind it\"";
+
+// Reads one value with the k-th allocation failing: the one that was there stays.
+TEST(StatementMemory, NoFailedAllocationLeavesTheReadingOfAValue) {
+    for (const std::string& text : {kValues[0], std::string(kNoJson)}) {
+        int failures = 0;
+        for (long k = 0;; ++k) {
+            ParameterValue value = ParameterValue::MakeInt(7);
+            std::string message;
+            failAfter = k;
+            isCounted = true;
+            const int ret = ParameterValue::FromJson(text, value, message);
+            isCounted = false;
+            failAfter = -1;
+            if (message != "out of memory") {
+                EXPECT_EQ(ret, text == kNoJson ? GEN_ERR_ERR : 0) << message;
+                EXPECT_EQ(message, text == kNoJson ? "not JSON at byte 58; a text stands in double quotes" : "");
+                break;
+            }
+            ++failures;
+            ASSERT_EQ(ret, GEN_ERR_ERR);
+            ASSERT_EQ(value.kind, ParameterValue::Kind::UInt);
+            ASSERT_EQ(value.bits, 7U);
+        }
+        EXPECT_GT(failures, 5) << text;
+    }
+}
+
+TEST(StatementMemory, NoFailedAllocationLeavesTheReadingOfParameters) {
+    for (const bool isJson : {true, false}) {
+        std::vector<std::string> values = kValues;
+        values.push_back(isJson ? "true" : kNoJson);
+        int failures = 0;
+        for (long k = 0;; ++k) {
+            StatementParameters parameters;
+            parameters.positional.push_back(ParameterValue::MakeInt(7));
+            InputError error;
+            failAfter = k;
+            isCounted = true;
+            const int ret = StatementParameters::FromJson(values, parameters, error);
+            isCounted = false;
+            failAfter = -1;
+            if (error.message != "out of memory") {
+                EXPECT_EQ(ret, isJson ? 0 : GEN_ERR_ERR);
+                EXPECT_EQ(parameters.positional.size(), isJson ? 3U : 1U);
+                EXPECT_EQ(error.message,
+                          isJson ? "" : "parameter 3: not JSON at byte 58; a text stands in double quotes");
+                break;
+            }
+            ++failures;
+            ASSERT_EQ(ret, GEN_ERR_ERR);
+            ASSERT_EQ(error.code, GEN_ERR_ERR);
+            ASSERT_EQ(parameters.positional.size(), 1U);
+        }
+        EXPECT_GT(failures, 10);
+    }
 }
 
 // Looks with the k-th allocation failing: a statement that has not begun to write changes nothing.
