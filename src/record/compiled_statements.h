@@ -52,6 +52,8 @@ struct PlanStep {
     std::vector<PlanRange> ranges;  // Ranges
     Place subscriptPlace;
 
+    // Positions are written behind it.
+    bool HasSelector() const { return subscript == SubscriptKind::Index || subscript == SubscriptKind::Ranges; }
     bool IsMapValue() const { return subscript == SubscriptKind::Key; }
     // What stands there: of a map entry its value's field, of everything else the field itself.
     const google::protobuf::FieldDescriptor* ValueField() const {
@@ -147,7 +149,6 @@ struct CompiledStatement {
     // changed, with the rest in `tail`; of SetField, SetList and SetMapEntries `tail` is the whole path.
     PlanPath path;
     PlanPath tail;
-    bool hasSelector = false;          // ranges or an index were written behind the last step of `path`
     int where = -1;                    // of `conditions`; -1: none
     ValueNode value;                   // '='
     PlanPath from;                     // FROM

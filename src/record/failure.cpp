@@ -24,7 +24,7 @@ int Fail(Failure& failure, int code, const Place& place, std::string message, st
     failure.error.length = place.length;
     failure.error.message = std::move(message);
     failure.error.hint = std::move(hint);
-    failure.field = field == nullptr ? std::string() : std::string(field->full_name());
+    failure.field = field == nullptr ? std::string() : NameOf(field);
     return code;
 }
 
@@ -32,8 +32,16 @@ int Fail(Failure& failure, int code, const OstraneCommon::ExprError& error,
          const google::protobuf::FieldDescriptor* field) {
     failure.error = error;
     failure.error.code = code;
-    failure.field = field == nullptr ? std::string() : std::string(field->full_name());
+    failure.field = field == nullptr ? std::string() : NameOf(field);
     return code;
+}
+
+std::string NameOf(const google::protobuf::FieldDescriptor* field) {
+    return std::string(field->full_name());
+}
+
+std::string CountOf(int count) {
+    return std::to_string(count) + (count == 1 ? " element" : " elements");
 }
 
 Place TokenAt(const std::string& text, int32_t offset) {

@@ -35,6 +35,12 @@ int Fail(Failure& failure, int code, const Place& place, std::string message, st
 int Fail(Failure& failure, int code, const OstraneCommon::ExprError& error,
          const google::protobuf::FieldDescriptor* field = nullptr);
 
+// Of a field, as a sentence names it: its full name.
+std::string NameOf(const google::protobuf::FieldDescriptor* field);
+
+// "1 element", "3 elements"
+std::string CountOf(int count);
+
 // The stretch that begins at a token of `text`: a quoted text, a name, a number or one sign.
 Place TokenAt(const std::string& text, int32_t offset);
 

@@ -140,7 +140,7 @@ int Binder::BindUse(const ParameterUse& use) {
         return BindIndex(use, *value);
     }
     BoundValue& bound = m_out.values[static_cast<size_t>(use.slot)];
-    const std::string name(use.field->full_name());
+    const std::string name = NameOf(use.field);
     if (value->kind == ParameterValue::Kind::Null) {
         if (use.kind == ParameterUse::Kind::Value && use.field->is_required()) {
             ret = FailUse(use, name + " is required and cannot be cleared");

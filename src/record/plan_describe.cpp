@@ -48,8 +48,8 @@ std::string PathText(const CompiledStatements& compiled, const OstraneCommon::St
 
 std::string DescribeStatement(const CompiledStatements& compiled, const CompiledStatement& statement) {
     const OstraneCommon::Statement& written = compiled.list.statements[static_cast<size_t>(statement.number - 1)];
-    std::string line = VerbOf(statement.form) + std::string(statement.Field()->full_name()) + " (" +
-                       KindOf(statement.Field()) + ") at " + PathText(compiled, written.path);
+    std::string line = VerbOf(statement.form) + NameOf(statement.Field()) + " (" + KindOf(statement.Field()) + ") at " +
+                       PathText(compiled, written.path);
     if (!statement.from.empty()) {
         line += " from " + PathText(compiled, written.from);
     }
@@ -60,7 +60,7 @@ std::string DescribeStatement(const CompiledStatements& compiled, const Compiled
     if (written.where != nullptr) {
         line += " where " + written.where->ToStr();
     }
-    if (compiled.options.strict && statement.hasSelector) {
+    if (compiled.options.strict && statement.path.back().HasSelector()) {
         line += "; selecting none is an error";
     }
     return line;

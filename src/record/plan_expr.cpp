@@ -161,7 +161,7 @@ int CheckComputedType(const ValueType& type, const PlanExpr& expr, const FieldDe
         return 0;
     }
     return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, expr.place,
-                "the value does not fit " + std::string(field->full_name()) + ", " + KindOf(field), hint, field);
+                "the value does not fit " + NameOf(field) + ", " + KindOf(field), hint, field);
 }
 
 std::string UnsetFieldOf(const PlanExpr& expr, const OstraneCommon::ExprRow& row) {
@@ -175,8 +175,7 @@ std::string UnsetFieldOf(const PlanExpr& expr, const OstraneCommon::ExprRow& row
         ExprVariant value;
         if (BoundExpr::Bind(node, expr.scope, ExprBindings(), field, error) == 0 &&
             field.Calculate(row, value, error) == 0 && value.m_type == OstraneCommon::EXPR_NULL) {
-            name = node.m_self.m_str == "$" && expr.scope.self != nullptr ? std::string(expr.scope.self->full_name())
-                                                                          : node.m_self.m_str;
+            name = node.m_self.m_str == "$" && expr.scope.self != nullptr ? NameOf(expr.scope.self) : node.m_self.m_str;
         }
     });
     return name;

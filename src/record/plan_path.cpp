@@ -25,10 +25,6 @@ std::string CutName(const std::string& name) {
     return name.size() <= SHOWN_TEXT ? name : name.substr(0, SHOWN_TEXT) + "..";
 }
 
-std::string NameOf(const FieldDescriptor* field) {
-    return std::string(field->full_name());
-}
-
 int AddIndexUse(const Expr* question, CompiledStatements& compiled, int statement, const Place& place) {
     ParameterUse use;
     use.kind = ParameterUse::Kind::Index;

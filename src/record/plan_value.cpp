@@ -13,10 +13,6 @@ using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using OstraneCommon::Expr;
 
-std::string NameOf(const FieldDescriptor* field) {
-    return std::string(field->full_name());
-}
-
 bool IsLiteral(const Expr& node) {
     switch (node.m_self.m_type) {
         case OstraneCommon::EXPR_UINT:

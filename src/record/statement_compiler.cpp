@@ -17,10 +17,6 @@ using google::protobuf::FieldDescriptor;
 using OstraneCommon::Statement;
 using OstraneCommon::StatementKind;
 
-std::string NameOf(const FieldDescriptor* field) {
-    return std::string(field->full_name());
-}
-
 constexpr char WHERE_HINT[] = "a condition on whole records stands beside the statements: --where";
 
 class StatementCompiler {
@@ -115,7 +111,6 @@ int StatementCompiler::CompileWhere() {
 int StatementCompiler::CompileRead() {
     const PlanStep& last = Last();
     const bool isGet = m_statement.kind == StatementKind::Get;
-    m_out.hasSelector = last.subscript == SubscriptKind::Index || last.subscript == SubscriptKind::Ranges;
     if (last.field->is_repeated() && !last.field->is_map()) {
         m_out.form = isGet                                     ? PlanForm::GetElements
                      : m_statement.kind == StatementKind::Take ? PlanForm::TakeElements
@@ -144,7 +139,7 @@ int StatementCompiler::CompileClear() {
     if (m_statement.where != nullptr) {
         return FailType(WherePlace(), "CLEAR takes no WHERE", "POP removes chosen elements", last.field);
     }
-    if (last.subscript == SubscriptKind::Index || last.subscript == SubscriptKind::Ranges) {
+    if (last.HasSelector()) {
         return FailType(last.subscriptPlace, "CLEAR empties the whole field", "POP removes chosen elements",
                         last.field);
     }
@@ -173,8 +168,7 @@ int StatementCompiler::CheckPushPosition() {
                         "write " + std::string(last.field->name()) + "[0] for the front, or no [..] for the end",
                         last.field);
     }
-    m_out.hasSelector = last.subscript == SubscriptKind::Index;
-    if (m_out.hasSelector && last.index.slot < 0 && last.index.value < -1) {
+    if (last.subscript == SubscriptKind::Index && last.index.slot < 0 && last.index.value < -1) {
         return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
                     "the position " + std::to_string(last.index.value) +
                         " is none: PUSH inserts at 0 .. size, or with -1 at the end",
@@ -244,7 +238,6 @@ int StatementCompiler::SplitAtSelector(int selectorStep) {
     }
     m_out.tail.assign(m_out.path.begin() + static_cast<std::ptrdiff_t>(at) + 1, m_out.path.end());
     m_out.path.resize(at + 1);
-    m_out.hasSelector = Last().subscript != SubscriptKind::None;
     m_out.form = m_out.tail.empty() ? PlanForm::SetElements : PlanForm::SetEach;
     return CompileWhere();
 }
@@ -325,12 +318,11 @@ int StatementCompiler::CompileSetFrom() {
     if (last.IsWholeArray() && last.field->is_map()) {
         return FailType(last.place, NameOf(last.field) + " is a map, and no map can be copied", "", last.field);
     }
-    m_out.hasSelector = last.subscript == SubscriptKind::Ranges || last.subscript == SubscriptKind::Index;
-    m_out.form = m_out.hasSelector ? PlanForm::SetRunFrom : PlanForm::SetFieldFrom;
+    m_out.form = last.HasSelector() ? PlanForm::SetRunFrom : PlanForm::SetFieldFrom;
     if (last.subscript == SubscriptKind::Ranges && last.ranges.size() != 1) {
         return FailType(last.subscriptPlace, "SET .. FROM overwrites one range", "", last.field);
     }
-    return CompileFrom(last.ValueField(), m_out.hasSelector);
+    return CompileFrom(last.ValueField(), last.HasSelector());
 }
 
 }  // namespace

@@ -14,14 +14,6 @@ namespace {
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 
-std::string NameOf(const FieldDescriptor* field) {
-    return std::string(field->full_name());
-}
-
-std::string CountOf(int count) {
-    return std::to_string(count) + (count == 1 ? " element" : " elements");
-}
-
 }  // namespace
 
 StatementExecutor::StatementExecutor(const CompiledStatements& compiled, const CompiledStatement& statement,
@@ -76,19 +68,10 @@ int StatementExecutor::Run() {
 int StatementExecutor::LocatePath(bool isWritten) {
     m_location = Locate(*m_root, m_statement.path, m_parameters, m_parameters.rootReflection);
     if (m_location.beyond != nullptr && (isWritten || m_compiled.options.strict)) {
-        return FailBeyond(m_location);
+        return FailIndex(*m_location.beyond, m_location.beyondIndex, m_location.beyondSize);
     }
     m_result.sizeBefore = m_result.sizeAfter = m_location.size;
     return 0;
-}
-
-int StatementExecutor::FailBeyond(const RecordLocation& location) {
-    const PlanStep& step = *location.beyond;
-    const int code = Fail(OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, step.subscriptPlace,
-                          "index " + std::to_string(location.beyondIndex) + " is beyond " +
-                              CountOf(location.beyondSize) + " of " + NameOf(step.field));
-    m_failure.field = NameOf(step.field);
-    return code;
 }
 
 OstraneCommon::IndexRangeList StatementExecutor::Ranges() const {
@@ -98,17 +81,14 @@ OstraneCommon::IndexRangeList StatementExecutor::Ranges() const {
 int StatementExecutor::Select(bool loneMustExist) {
     const PlanStep& last = m_statement.path.back();
     if (loneMustExist && last.subscript == SubscriptKind::Index && m_location.index < 0) {
-        return Fail(OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
-                    "index " + std::to_string(m_parameters.Index(last.index)) + " is beyond " +
-                        CountOf(m_location.size) + " of " + NameOf(last.field),
-                    PositionsHint(m_location.size));
+        return FailIndex(last, m_parameters.Index(last.index), m_location.size, PositionsHint(m_location.size));
     }
     if (m_location.size == 0) {
-        return CheckStrict(true);
+        return CheckStrict(last, 0, true);
     }
     if (m_statement.where < 0 || m_compiled.options.strict) {
         m_result.positions = SelectPositions(Ranges(), m_location.size);
-        const int ret = CheckStrict(m_result.positions.empty());
+        const int ret = CheckStrict(last, m_location.size, m_result.positions.empty());
         if (ret != 0 || m_statement.where < 0) {
             m_result.matched = static_cast<int64_t>(m_result.positions.size());
             return ret;
@@ -134,33 +114,33 @@ int StatementExecutor::Select(bool loneMustExist) {
     return 0;
 }
 
-int StatementExecutor::CheckStrict(bool isNothing) {
-    if (!isNothing || !m_compiled.options.strict || !m_statement.hasSelector) {
+int StatementExecutor::LocateElements(bool isWritten) {
+    const int ret = LocatePath(isWritten);
+    return ret != 0 ? ret : Select(isWritten);
+}
+
+int StatementExecutor::CheckStrict(const PlanStep& step, int size, bool isNothing) {
+    if (!isNothing || !m_compiled.options.strict || !step.HasSelector()) {
         return 0;
     }
-    return Fail(OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, m_statement.path.back().subscriptPlace,
-                "the selector selects none of " + CountOf(m_location.size) + " of " + NameOf(m_statement.Field()));
+    return OstraneRecord::Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, step.subscriptPlace,
+                               "the selector selects none of " + CountOf(size) + " of " + NameOf(step.field), "",
+                               step.field);
 }
 
 // GET, TAKE, POP
 
 int StatementExecutor::RunGetElements(bool takes) {
     m_result.hasElements = true;
-    int ret = LocatePath(false);
+    int ret = LocateElements(false);
     if (ret == 0) {
-        ret = Select(false);
-    }
-    if (ret == 0) {
-        ret = ElementsToJson();
+        ret = SelectedToJson();
     }
     return ret == 0 && takes ? RemoveSelected() : ret;
 }
 
 int StatementExecutor::RunPop() {
-    int ret = LocatePath(false);
-    if (ret == 0) {
-        ret = Select(false);
-    }
+    const int ret = LocateElements(false);
     return ret == 0 ? RemoveSelected() : ret;
 }
 
@@ -175,16 +155,20 @@ int StatementExecutor::RemoveSelected() {
     return ret == 0 ? 0 : FailOperation(ret);
 }
 
-int StatementExecutor::ElementsToJson() {
+int StatementExecutor::SelectedToJson() {
+    return ToJson(m_location.parent, m_statement.Field(), m_result.positions.data(), m_result.positions.size());
+}
+
+int StatementExecutor::ToJson(const Message* parent, const FieldDescriptor* field, const int32_t* indexes,
+                              size_t count) {
     JsonOptions options;
     options.camelNames = m_compiled.options.camelNames;
     options.dropUnknownFields = true;
-    m_result.elements.reserve(m_result.positions.size());
-    for (const int32_t position : m_result.positions) {
+    m_result.elements.reserve(count);
+    for (size_t i = 0; i < count; ++i) {
         InputError error;
         std::string json;
-        const int ret = FieldToJson(*m_location.parent, m_statement.Field(), position, options, json, error,
-                                    &m_result.unknownFields);
+        const int ret = FieldToJson(*parent, field, indexes[i], options, json, error, &m_result.unknownFields);
         if (ret != 0) {
             return Fail(ret, m_statement.path.back().place, error.message, error.hint);
         }
@@ -213,18 +197,10 @@ int StatementExecutor::RunGetSingular() {
     if (!isThere) {
         return 0;
     }
-    JsonOptions options;
-    options.camelNames = m_compiled.options.camelNames;
-    options.dropUnknownFields = true;
-    InputError error;
-    std::string json;
-    const int ret = FieldToJson(*parent, last.ValueField(), -1, options, json, error, &m_result.unknownFields);
-    if (ret != 0) {
-        return Fail(ret, last.place, error.message, error.hint);
-    }
-    m_result.matched = 1;
-    m_result.elements.push_back(std::move(json));
-    return 0;
+    const int32_t itself = -1;
+    const int ret = ToJson(parent, last.ValueField(), &itself, 1);
+    m_result.matched = ret == 0 ? 1 : 0;
+    return ret;
 }
 
 int StatementExecutor::RunGetEntries() {
@@ -236,7 +212,7 @@ int StatementExecutor::RunGetEntries() {
     // The entries come in the order of their keys: how a map keeps them says nothing.
     m_result.positions = OstraneCommon::MapEntries(*m_location.parent, m_statement.Field());
     m_result.matched = m_location.size;
-    const int printed = ElementsToJson();
+    const int printed = SelectedToJson();
     m_result.positions.clear();  // an entry has no position
     return printed;
 }
@@ -277,6 +253,13 @@ int StatementExecutor::RunClearMapValue() {
 }
 
 // Errors
+
+int StatementExecutor::FailIndex(const PlanStep& step, int32_t index, int size, std::string hint) {
+    return OstraneRecord::Fail(
+        m_failure, OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, step.subscriptPlace,
+        "index " + std::to_string(index) + " is beyond " + CountOf(size) + " of " + NameOf(step.field), std::move(hint),
+        step.field);
+}
 
 int StatementExecutor::FailLacking(const std::string& missing, const Place& place) {
     return Fail(OstraneErrCode::COMMON_ERR_INVALID_MEMBER_VARIABLE_VALUE, place,

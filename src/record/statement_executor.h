@@ -51,13 +51,18 @@ private:
 
     // Where the statement's path leads; `isWritten`: an index beyond its array is an error.
     int LocatePath(bool isWritten);
-    int FailBeyond(const RecordLocation& location);
     // The elements that selector and WHERE choose, into the result's positions.
     int Select(bool loneMustExist);
-    int CheckStrict(bool isNothing);
+    // LocatePath and Select; `isWritten`: a lone index beyond the array is an error too.
+    int LocateElements(bool isWritten);
+    // Strict, what is written behind the step must select something of an array of `size`.
+    int CheckStrict(const PlanStep& step, int size, bool isNothing);
     OstraneCommon::IndexRangeList Ranges() const;
     int RemoveSelected();
-    int ElementsToJson();
+    int SelectedToJson();
+    // Into the result's elements, one an index; -1 is the value of a singular field.
+    int ToJson(const google::protobuf::Message* parent, const google::protobuf::FieldDescriptor* field,
+               const int32_t* indexes, size_t count);
     int Calculate(const OstraneCommon::ExprRow& row, const google::protobuf::Message* base,
                   std::vector<FieldValue>& out);
     int CheckTarget(const PlanPath& path, const Target& target, bool isElement);
@@ -66,13 +71,16 @@ private:
     int64_t ChangedEntries(const google::protobuf::Message* parent, const google::protobuf::FieldDescriptor* map,
                            const ResolvedValues& values) const;
     int WriteTarget(google::protobuf::Message* base, const Target& target);
-    int ResolvePushPosition(int& pos);
+    // LocatePath, and where the first new element goes.
+    int LocatePush(int& pos);
     int FailPushPosition(int pos);
     // Copies what FROM names; strict, its selector must select something.
-    int TakeSource(RecordWriter& writer, SourceValues& source);
+    int TakeSource(SourceValues& source);
     int CheckSource(const SourceValues& source);
-    int WriteFieldFrom(google::protobuf::Message* parent, SourceValues& source, RecordWriter& writer);
+    int WriteFieldFrom(google::protobuf::Message* parent, SourceValues& source);
     void TellPushed(int pos, int count);
+    // The index lies beyond an array of `size`.
+    int FailIndex(const PlanStep& step, int32_t index, int size, std::string hint = std::string());
     int FailLacking(const std::string& missing, const Place& place);
     int FailOperation(int ret);
     int Fail(int code, const Place& place, std::string message, std::string hint = std::string());

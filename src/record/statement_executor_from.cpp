@@ -12,37 +12,19 @@ namespace {
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 
-std::string NameOf(const FieldDescriptor* field) {
-    return std::string(field->full_name());
-}
-
-std::string CountOf(int count) {
-    return std::to_string(count) + (count == 1 ? " element" : " elements");
-}
-
 }  // namespace
 
-int StatementExecutor::TakeSource(RecordWriter& writer, SourceValues& source) {
-    const int ret = GatherSource(writer.Util(), *m_root, m_statement.from, m_parameters, source);
+int StatementExecutor::TakeSource(SourceValues& source) {
+    ProtobufRecordUtil util(m_record);
+    const int ret = GatherSource(util, *m_root, m_statement.from, m_parameters, source);
     if (ret != 0) {
         return FailOperation(ret);
     }
-    const PlanStep& last = m_statement.from.back();
-    if (!m_compiled.options.strict) {
-        return 0;
+    const RecordLocation& location = source.location;
+    if (location.beyond != nullptr && m_compiled.options.strict) {
+        return FailIndex(*location.beyond, location.beyondIndex, location.beyondSize);
     }
-    if (source.location.beyond != nullptr) {
-        return FailBeyond(source.location);
-    }
-    const bool isSelector = last.subscript == SubscriptKind::Index || last.subscript == SubscriptKind::Ranges;
-    if (!isSelector || source.count > 0) {
-        return 0;
-    }
-    const int miss =
-        Fail(OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
-             "the selector selects none of " + CountOf(source.location.size) + " of " + NameOf(last.field));
-    m_failure.field = NameOf(last.field);
-    return miss;
+    return CheckStrict(m_statement.from.back(), location.size, source.count == 0);
 }
 
 // What a source may bring: whole messages, and no deeper ones than a record may hold.
@@ -77,21 +59,15 @@ int StatementExecutor::CheckSource(const SourceValues& source) {
 }
 
 int StatementExecutor::RunPushFrom() {
-    int ret = LocatePath(true);
     int pos = 0;
-    if (ret == 0) {
-        ret = ResolvePushPosition(pos);
-    }
-    if (ret != 0) {
-        return ret;
-    }
-    RecordWriter writer(m_record);
+    int ret = LocatePush(pos);
     SourceValues source;
-    ret = TakeSource(writer, source);
-    if (ret != 0) {
-        return ret;
+    if (ret == 0) {
+        ret = TakeSource(source);
     }
-    ret = CheckSource(source);
+    if (ret == 0) {
+        ret = CheckSource(source);
+    }
     if (ret == 0 && source.count == 0) {
         return 0;  // the operation beneath would still move an element of the target
     }
@@ -101,6 +77,7 @@ int StatementExecutor::RunPushFrom() {
     if (ret != 0) {
         return ret;
     }
+    RecordWriter writer(m_record);
     Message* parent = Open(m_root, m_statement.path, m_parameters);
     const FieldDescriptor* field = m_statement.Field();
     if (source.kind == SourceValues::Kind::Value) {
@@ -119,18 +96,16 @@ int StatementExecutor::RunPushFrom() {
 
 int StatementExecutor::RunSetRunFrom() {
     int ret = LocatePath(true);
+    SourceValues source;
+    if (ret == 0) {
+        ret = TakeSource(source);
+    }
     if (ret != 0) {
         return ret;
     }
     const PlanStep& last = m_statement.path.back();
     const OstraneCommon::IndexRangeList range = Ranges();
     const int size = m_location.size;
-    RecordWriter writer(m_record);
-    SourceValues source;
-    ret = TakeSource(writer, source);
-    if (ret != 0) {
-        return ret;
-    }
     const bool isAll = range.front().first == 0 && range.front().second == -1;
     if (size == 0 && isAll && source.count == 0) {
         return 0;
@@ -150,6 +125,7 @@ int StatementExecutor::RunSetRunFrom() {
     if (ret != 0) {
         return ret;
     }
+    RecordWriter writer(m_record);
     Message* parent = Open(m_root, m_statement.path, m_parameters);
     MutableProtobufField handle = {parent, last.field};
     if (source.kind == SourceValues::Kind::Value) {
@@ -171,23 +147,20 @@ int StatementExecutor::RunSetRunFrom() {
 
 int StatementExecutor::RunSetFieldFrom() {
     int ret = LocatePath(true);
-    if (ret != 0) {
-        return ret;
-    }
-    const PlanStep& last = m_statement.path.back();
-    const FieldDescriptor* field = last.ValueField();
-    RecordWriter writer(m_record);
     SourceValues source;
-    ret = TakeSource(writer, source);
+    if (ret == 0) {
+        ret = TakeSource(source);
+    }
     if (ret != 0) {
         return ret;
     }
     if (source.isBeyond) {
-        ret = Fail(
+        return Fail(
             OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, m_statement.from.back().place,
             "index " + std::to_string(source.beyondIndex) + " of the source is beyond " + CountOf(source.beyondSize));
-        return ret;
     }
+    const PlanStep& last = m_statement.path.back();
+    const FieldDescriptor* field = last.ValueField();
     const bool isMapValue = last.IsMapValue();
     const bool wasThere =
         m_location.parent != nullptr && (isMapValue             ? m_location.index >= 0
@@ -208,7 +181,7 @@ int StatementExecutor::RunSetFieldFrom() {
     if (ret != 0 || (isClear && !wasThere)) {
         return ret;
     }
-    ret = WriteFieldFrom(Open(m_root, m_statement.path, m_parameters), source, writer);
+    ret = WriteFieldFrom(Open(m_root, m_statement.path, m_parameters), source);
     if (ret != 0) {
         return FailOperation(ret);
     }
@@ -227,7 +200,7 @@ int StatementExecutor::RunSetFieldFrom() {
     return 0;
 }
 
-int StatementExecutor::WriteFieldFrom(Message* parent, SourceValues& source, RecordWriter& writer) {
+int StatementExecutor::WriteFieldFrom(Message* parent, SourceValues& source) {
     const PlanStep& last = m_statement.path.back();
     const FieldDescriptor* field = last.ValueField();
     if (last.IsMapValue()) {
@@ -239,9 +212,9 @@ int StatementExecutor::WriteFieldFrom(Message* parent, SourceValues& source, Rec
         parent = OpenEntry(parent, last.field, key);
     }
     MutableProtobufField handle = {parent, field};
-    ProtobufRecordUtil& util = writer.Util();
+    RecordWriter writer(m_record);
     if (source.count == 0) {
-        return util.UpdateWithPbField(handle, OstraneCommon::EXPR_OP_POP, nullptr);
+        return writer.Util().UpdateWithPbField(handle, OstraneCommon::EXPR_OP_POP, nullptr);
     }
     if (source.kind == SourceValues::Kind::Value) {
         if (!field->is_repeated()) {
@@ -268,7 +241,7 @@ int StatementExecutor::WriteFieldFrom(Message* parent, SourceValues& source, Rec
     if (!field->is_repeated()) {
         parent->GetReflection()->ClearField(parent, field);
     }
-    return util.UpdateWithPbField(handle, OstraneCommon::EXPR_OP_SET, &whole);
+    return writer.Util().UpdateWithPbField(handle, OstraneCommon::EXPR_OP_SET, &whole);
 }
 
 }  // namespace OstraneRecord

@@ -14,14 +14,6 @@ using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using google::protobuf::Reflection;
 
-std::string NameOf(const FieldDescriptor* field) {
-    return std::string(field->full_name());
-}
-
-std::string CountOf(int count) {
-    return std::to_string(count) + (count == 1 ? " element" : " elements");
-}
-
 // The message that holds a computed value's field: from where the value is written, down the members.
 const Message* OwnerOf(const ComputedValue& computed, const Message* base) {
     const Message* owner = base;
@@ -61,19 +53,16 @@ int StatementExecutor::Calculate(const OstraneCommon::ExprRow& row, const Messag
         }
         if (value.m_type == OstraneCommon::EXPR_NULL) {
             const std::string unset = UnsetFieldOf(computed.expr, own);
-            ret = Fail(OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, computed.expr.place,
-                       "the value for " + NameOf(computed.field) + " is NULL" +
-                           (unset.empty() ? std::string() : ": " + unset + " is not set"),
-                       "coalesce(.., 0) gives a value where there is none");
-            m_failure.field = NameOf(computed.field);
-            return ret;
+            return OstraneRecord::Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, computed.expr.place,
+                                       "the value for " + NameOf(computed.field) + " is NULL" +
+                                           (unset.empty() ? std::string() : ": " + unset + " is not set"),
+                                       "coalesce(.., 0) gives a value where there is none", computed.field);
         }
         Misfit misfit;
         ret = ConvertValue(value, computed.field, computed.isEnumNumber, out[i], misfit);
         if (ret != 0) {
-            ret = Fail(ret, computed.expr.place, misfit.message, misfit.hint);
-            m_failure.field = NameOf(computed.field);
-            return ret;
+            return OstraneRecord::Fail(m_failure, ret, computed.expr.place, misfit.message, misfit.hint,
+                                       computed.field);
         }
     }
     return 0;
@@ -128,14 +117,11 @@ int StatementExecutor::LookUpTarget(const Message& base, const Message* element,
     const PlanStep& last = path.back();
     out.location = Locate(base, path, m_parameters);
     if (out.location.beyond != nullptr) {
-        return FailBeyond(out.location);
+        return FailIndex(*out.location.beyond, out.location.beyondIndex, out.location.beyondSize);
     }
     const bool isElement = last.subscript == SubscriptKind::Index;
     if (isElement && out.location.index < 0) {
-        return OstraneRecord::Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
-                                   "index " + std::to_string(m_parameters.Index(last.index)) + " is beyond " +
-                                       CountOf(out.location.size) + " of " + NameOf(last.field),
-                                   PositionsHint(out.location.size), last.field);
+        return FailIndex(last, m_parameters.Index(last.index), out.location.size, PositionsHint(out.location.size));
     }
     bool hasIndex = false;
     for (const PlanStep& step : path) {
@@ -237,10 +223,7 @@ int StatementExecutor::RunSetField() {
 }
 
 int StatementExecutor::RunSetEach() {
-    int ret = LocatePath(true);
-    if (ret == 0) {
-        ret = Select(true);
-    }
+    int ret = LocateElements(true);
     if (ret != 0) {
         return ret;
     }
@@ -332,15 +315,17 @@ int StatementExecutor::RunSetElements() {
 
 int StatementExecutor::FailPushPosition(int pos) {
     const PlanStep& last = m_statement.path.back();
-    return pos < 0 ? Fail(OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
-                          "the position " + std::to_string(pos) +
-                              " is none: PUSH inserts at 0 .. size, or with -1 at the end")
-                   : Fail(OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
-                          "index " + std::to_string(pos) + " is beyond " + CountOf(m_location.size) + " of " +
-                              NameOf(last.field));
+    return pos >= 0 ? FailIndex(last, pos, m_location.size)
+                    : Fail(OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX, last.subscriptPlace,
+                           "the position " + std::to_string(pos) +
+                               " is none: PUSH inserts at 0 .. size, or with -1 at the end");
 }
 
-int StatementExecutor::ResolvePushPosition(int& pos) {
+int StatementExecutor::LocatePush(int& pos) {
+    const int ret = LocatePath(true);
+    if (ret != 0) {
+        return ret;
+    }
     const PlanStep& last = m_statement.path.back();
     pos = last.subscript == SubscriptKind::Index ? m_parameters.Index(last.index) : -1;
     if (pos == -1) {
@@ -367,11 +352,8 @@ int StatementExecutor::RunPreparedPush(AssignExpr& push, int pos) {
 }
 
 int StatementExecutor::RunPush() {
-    int ret = LocatePath(true);
     int pos = 0;
-    if (ret == 0) {
-        ret = ResolvePushPosition(pos);
-    }
+    int ret = LocatePush(pos);
     if (ret != 0) {
         return ret;
     }
