@@ -9,8 +9,8 @@
 namespace OstraneCli {
 
 const char EXIT_STATUS_TEXT[] =
-    "0 done; 1 a statement failed, and its record is unchanged; 2 wrong usage, input that cannot be read, or output "
-    "that cannot be written.";
+    "0 done; 1 a statement failed, and its record is unchanged, or with --keep-going any record failed; 2 wrong usage, "
+    "input that cannot be read, or output that cannot be written.";
 
 namespace {
 
@@ -122,10 +122,10 @@ void AddStatementOptions(CLI::App& app, Arguments& arguments, const char* name) 
         ->type_name("");
     AddValue(app, "--file", arguments.statementFile, "FILE", "Read the text from a file", group);
     AddValues(app, "--param", arguments.parameters, "NAME=JSON",
-              "The value of :NAME, or of the first ? for 1; several times", group);
+              "The value of :NAME, or of the first ? for 1; bytes are base64; several times", group);
     AddValue(app, "--where", arguments.where, "EXPR", "Only the records for which this condition is true", group);
     app.add_flag("--strict", arguments.strict, "A selector that selects nothing is an error");
-    app.add_flag("--partial", arguments.partial, "Records may lack required fields");
+    app.add_flag("--partial", arguments.partial, "Records may lack required fields, but none may be cleared");
     static const std::map<std::string, LogLevel> LEVELS = {
         {"off", LogLevel::Off}, {"error", LogLevel::Error}, {"debug", LogLevel::Debug}};
     CLI::Option* const log = app.add_option_function<std::string>(

@@ -144,6 +144,10 @@ int Session::ReadParameter(const std::string& text, std::map<int, ParameterValue
         PrintUsageError("--param takes NAME=JSON, not '" + text + "'");
         return EXIT_NOT_POSSIBLE;
     }
+    if (name.front() == ':') {
+        PrintUsageError("--param takes the name without its colon: " + text.substr(1));
+        return EXIT_NOT_POSSIBLE;
+    }
     ParameterValue value;
     std::string reason;
     if (ParameterValue::FromJson(text.substr(equals + 1), value, reason) != 0) {

@@ -13,6 +13,9 @@ void AppendBase64(const std::string& bytes, std::string& out);
 // untouched, for anything else.
 bool DecodeBase64(const std::string& text, std::string& bytes);
 
+// For whoever gives something else for bytes.
+constexpr const char* BASE64_HINT = "the bytes of the text ab are written YWI=";
+
 }  // namespace OstraneCommon
 
 #endif  // OSTRANE_EXPR_BASE64_H_

@@ -96,6 +96,7 @@ struct ValueType {
     ValueKind kind = ValueKind::Null;
     bool mayBeNull = false;
     const google::protobuf::EnumDescriptor* enumType = nullptr;  // of Enum, and of a List of them
+    const google::protobuf::Descriptor* messageType = nullptr;   // of Message, where it is known
 };
 
 class BoundProgram;

@@ -221,7 +221,9 @@ bool Binder::IsScalar(const BoundNode& node) {
     place.m_tokenOffset = node.offset;
     switch (node.type.kind) {
         case ValueKind::Message:
-            TypeError(place, "a message is no value", "name one of its fields, or ask IS NULL");
+            TypeError(place, "a message is no value",
+                      (node.type.messageType == nullptr ? "" : FieldsHint(node.type.messageType) + ": ") +
+                          std::string("name one, or ask IS NULL"));
             return false;
         case ValueKind::List:
             TypeError(place, "a repeated field or a list is no value",
@@ -305,7 +307,7 @@ bool Binder::SettleSide(const BoundNode& fixed, NodePtr& constant) {
     } else if (fixed.type.kind == ValueKind::Bytes && literal->isBase64) {
         std::string bytes;
         if (!DecodeBase64(std::string(value.text, value.size), bytes)) {
-            TypeError(place, "the value for bytes is not base64");
+            TypeError(place, "the value for bytes is not base64", BASE64_HINT);
             return false;
         }
         settled = MakeText(bytes, true);
@@ -381,7 +383,7 @@ NodePtr Binder::BindComparison(const Expr& expr) {
     return Compared(op, std::move(left), std::move(right));
 }
 
-// Names of enum values are written without their quotes by whoever knows them from other languages.
+// Names of enum values are written without their quotes by whoever knows them from other languages, and texts.
 void Binder::HintAtQuotes(const Expr& unknown, const Expr& partner) {
     if (m_error.code != OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME || unknown.m_self.m_type != EXPR_UNRESOLVE) {
         return;
@@ -391,6 +393,8 @@ void Binder::HintAtQuotes(const Expr& unknown, const Expr& partner) {
     if (node != nullptr && node->type.kind == ValueKind::Enum && node->type.enumType != nullptr &&
         node->type.enumType->FindValueByName(unknown.m_self.m_str) != nullptr) {
         error.hint = "write '" + unknown.m_self.m_str + "' in quotes";
+    } else if (node != nullptr && node->type.kind == ValueKind::Text) {
+        error.hint = QuotesHint(unknown.m_self.m_str, error.hint);
     }
     m_error = error;
 }

@@ -1,4 +1,5 @@
 // Binding of LIKE, CONTAINS and the functions.
+#include <algorithm>
 #include <utility>
 
 #include "common/err_code.h"
@@ -22,7 +23,7 @@ NodePtr Binder::BindLike(const Expr& expr) {
             return TypeError(expr.Operand(i)->m_self, "LIKE compares texts, not " + KindText(*operands[i]));
         }
     }
-    if (!SettleSide(*operands[0], operands[1])) {
+    if (!SettleSide(*operands[0], operands[1]) || !SettleSide(*operands[1], operands[0])) {
         return nullptr;
     }
     const Value* const pattern = operands[1]->Constant();
@@ -51,7 +52,7 @@ NodePtr Binder::BindContains(const Expr& expr) {
     if (whole->type.kind == ValueKind::List) {
         node = BindInField(std::move(part), std::move(whole));
     } else {
-        if (!IsScalar(*whole) || !IsScalar(*part) || !SettleSide(*whole, part)) {
+        if (!IsScalar(*whole) || !IsScalar(*part) || !SettleSide(*whole, part) || !SettleSide(*part, whole)) {
             return nullptr;
         }
         const bool fits = (IsTextKind(whole->type.kind) || whole->type.kind == ValueKind::Null) &&
@@ -116,6 +117,15 @@ NodePtr Binder::BindCoalesce(const Expr& expr) {
         const bool isEnum = operands.back()->type.kind == ValueKind::Enum;
         if (operands[leader]->type.kind == ValueKind::Null || (isEnum && operands[leader]->Constant() != nullptr)) {
             leader = operands.size() - 1;
+        }
+    }
+    // One that is bytes settles all, wherever it stands.
+    const auto isBytes = [](const NodePtr& operand) { return operand->type.kind == ValueKind::Bytes; };
+    const size_t bytes =
+        static_cast<size_t>(std::find_if(operands.begin(), operands.end(), isBytes) - operands.begin());
+    for (size_t i = 0; i < operands.size() && bytes < operands.size(); ++i) {
+        if (!SettleSide(*operands[bytes], operands[i])) {
+            return nullptr;
         }
     }
     ValueType type = operands[leader]->type;

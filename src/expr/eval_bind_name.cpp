@@ -292,7 +292,7 @@ NodePtr Binder::BindSelf(const ExprVariant& place, bool asksPresence) {
         return Fail(OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, place, "there is no element that $ could be");
     }
     if (self == nullptr || (self->is_repeated() && self->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE)) {
-        return MakeWholeMessage(false);
+        return MakeWholeMessage(false, self == nullptr ? m_scope.element : self->message_type());
     }
     return self->is_repeated() ? MakeSelfElement(self) : MakeSelfField(self, asksPresence);
 }
@@ -324,7 +324,10 @@ bool Binder::FindStart(const ExprVariant& place, const NamePath& name, BoundPath
     }
     const FieldDescriptor* const self = m_scope.self;
     if (self == nullptr && descriptor == nullptr) {
-        Fail(OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, place, "there is no element that $ could be");
+        const std::string field = place.m_str.substr(std::min<size_t>(2, place.m_str.size()));
+        const std::string bare = field.empty() || field.front() == '[' ? "" : field + " or ";
+        Fail(OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, place, "there is no element that $ could be",
+             m_scope.record == nullptr ? "" : "a field of the record is written " + bare + "$$." + field);
         return false;
     }
     const bool isValue = self != nullptr && self->cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE;
@@ -359,7 +362,7 @@ NodePtr Binder::BindPath(const Expr& expr, const NamePath& name, bool asksPresen
         if (m_scope.record == nullptr) {
             return Fail(OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME, place, "there is no record that $$ could be");
         }
-        return MakeWholeMessage(true);
+        return MakeWholeMessage(true, m_scope.record);
     }
     BoundPath path;
     const Descriptor* descriptor = nullptr;

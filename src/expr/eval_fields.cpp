@@ -77,6 +77,7 @@ ValueType TypeOfElement(const FieldDescriptor* field) {
             return type;
         case FieldDescriptor::CPPTYPE_MESSAGE:
             type.kind = ValueKind::Message;
+            type.messageType = field->message_type();
             return type;
         default:
             type.kind = ValueKind::Integer;

@@ -428,9 +428,10 @@ NodePtr MakeSelfField(const FieldDescriptor* self, bool asksPresence) {
     return node;
 }
 
-NodePtr MakeWholeMessage(bool isRecord) {
+NodePtr MakeWholeMessage(bool isRecord, const google::protobuf::Descriptor* type) {
     NodePtr node = std::make_unique<WholeMessageNode>();
     node->type.kind = ValueKind::Message;
+    node->type.messageType = type;
     node->readsRecord = isRecord;
     node->readsElement = !isRecord;
     return node;

@@ -41,7 +41,7 @@ NodePtr MakeSelfElement(const google::protobuf::FieldDescriptor* self);
 // `$` where it is the value of a singular field.
 NodePtr MakeSelfField(const google::protobuf::FieldDescriptor* self, bool asksPresence);
 // A whole message that is always there: `$` of message elements, `$$`.
-NodePtr MakeWholeMessage(bool isRecord);
+NodePtr MakeWholeMessage(bool isRecord, const google::protobuf::Descriptor* type);
 
 // The message that holds the last step's field, from the start message on; null when something on the way is
 // unset or missing.

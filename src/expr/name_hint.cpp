@@ -42,14 +42,44 @@ size_t EditDistance(const std::string& from, const std::string& to) {
     return last[to.size()];
 }
 
-// "sku, qty, state": the first ones, when there are many.
-std::string Listed(const std::vector<std::string>& names, const char* quote) {
-    constexpr size_t MAX_LISTED = 8;
+// "sku, qty, state": the first ones, when there are many, each between `before` and `behind`.
+std::string Listed(const std::vector<std::string>& names, const char* before, const char* behind,
+                   size_t mostListed = 8) {
     std::string list;
-    for (size_t i = 0; i < names.size() && i < MAX_LISTED; ++i) {
-        list += (i == 0 ? "" : ", ") + (quote + names[i] + quote);
+    for (size_t i = 0; i < names.size() && i < mostListed; ++i) {
+        list += (i == 0 ? "" : ", ") + (before + names[i] + behind);
     }
-    return names.size() > MAX_LISTED ? list + ", .." : list;
+    return names.size() > mostListed ? list + ", .." : list;
+}
+
+std::vector<std::string> FieldNames(const google::protobuf::Descriptor* type) {
+    std::vector<std::string> names;
+    for (int i = 0; i < type->field_count(); ++i) {
+        names.emplace_back(type->field(i)->name());
+    }
+    return names;
+}
+
+// Whether the schema has the oneof, rather than an `optional` of proto3 that brings one along.
+bool IsWritten(const google::protobuf::OneofDescriptor* oneof) {
+#if GOOGLE_PROTOBUF_VERSION >= 3012000
+    return oneof->field(0)->real_containing_oneof() != nullptr;
+#else
+    return oneof != nullptr;
+#endif
+}
+
+// Empty when the name is no oneof's.
+std::string OneofHint(const google::protobuf::Descriptor* type, const std::string& name) {
+    const google::protobuf::OneofDescriptor* const oneof = type->FindOneofByName(name);
+    if (oneof == nullptr || !IsWritten(oneof)) {
+        return std::string();
+    }
+    std::vector<std::string> members;
+    for (int i = 0; i < oneof->field_count(); ++i) {
+        members.emplace_back(oneof->field(i)->name());
+    }
+    return name + " is a oneof of " + Listed(members, "", "") + ": name one of them";
 }
 
 }  // namespace
@@ -88,16 +118,13 @@ std::string NameHint(const std::string& name, const std::vector<std::string>& ca
 }
 
 std::string FieldHint(const google::protobuf::Descriptor* type, const std::string& name) {
-    std::vector<std::string> names;
-    for (int i = 0; i < type->field_count(); ++i) {
-        names.emplace_back(type->field(i)->name());
+    std::string oneof = OneofHint(type, name);
+    if (!oneof.empty()) {
+        return oneof;
     }
-    std::string nearest = NameHint(name, names);
+    std::string nearest = NameHint(name, FieldNames(type));
     // A JSON name in brackets is meant for an extension.
-    if (!nearest.empty() || name.find('[') != std::string::npos) {
-        return nearest;
-    }
-    return names.empty() ? "it has no fields" : "its fields are " + Listed(names, "");
+    return !nearest.empty() || name.find('[') != std::string::npos ? nearest : FieldsHint(type);
 }
 
 std::string EnumValueHint(const google::protobuf::EnumDescriptor* type, const std::string& name) {
@@ -106,7 +133,20 @@ std::string EnumValueHint(const google::protobuf::EnumDescriptor* type, const st
         names.emplace_back(type->value(i)->name());
     }
     const std::string nearest = NameHint(name, names);
-    return !nearest.empty() ? nearest : "its values are " + Listed(names, "'");
+    return !nearest.empty() ? nearest : "its values are " + Listed(names, "'", "'");
+}
+
+std::string MessageHint(const google::protobuf::Descriptor* type) {
+    return "it is written {" + Listed(FieldNames(type), "", ": ..", 3) + "}";
+}
+
+std::string QuotesHint(const std::string& name, const std::string& hint) {
+    const bool isWord = name.find_first_of("$.[`'") == std::string::npos && name.size() <= MAX_COMPARED_LENGTH;
+    return isWord && hint.compare(0, 3, "its") == 0 ? "a text stands in quotes: '" + name + "'" : hint;
+}
+
+std::string FieldsHint(const google::protobuf::Descriptor* type) {
+    return type->field_count() == 0 ? "it has no fields" : "its fields are " + Listed(FieldNames(type), "", "");
 }
 
 }  // namespace OstraneCommon

@@ -119,6 +119,11 @@ bool IsComparison(const std::string& token) {
     return false;
 }
 
+// Word processors put these in the place of ' and ": U+2018 to U+201F.
+bool IsTypographicQuote(const std::string& token) {
+    return token.size() == 3 && token.compare(0, 2, "\xE2\x80") == 0 && token[2] >= '\x98' && token[2] <= '\x9F';
+}
+
 }  // namespace
 
 bool ParseBuilder::IsBlankToEnd(const char* at) const {
@@ -189,6 +194,8 @@ ParseBuilder::Explanation ParseBuilder::ExplainOperand(const char* at) const {
         out.hint = "a field of the element is written by its name alone, or $.name";
     } else if (last == "=" && (first == '<' || first == '>')) {
         out.hint = std::string("write ") + first + "=";
+    } else if (IsTypographicQuote(next)) {
+        out.hint = next + " is no quotation mark here: a text stands between ' or \"";
     } else if (first == '[') {
         out.hint = "an extension is written $.[pkg.name], and a list stands alone or after IN";
     } else if (first == '{') {
@@ -271,7 +278,8 @@ ParseBuilder::Explanation ParseBuilder::ExplainSubscript(Fault fault, const char
         } else if (first == '*' || next == "..") {
             out.hint = "an expression reads one element, not a range";
         } else if (IsNameByte(first)) {
-            out.hint = "an extension is written .[pkg.name], a text key in quotes";
+            out.hint =
+                "an index is a number or a parameter, a text key stands in quotes, an extension is written .[pkg.name]";
         }
         return out;
     }

@@ -113,6 +113,7 @@ struct PlanExpr {
 struct ComputedValue {
     PlanExpr expr;
     const google::protobuf::FieldDescriptor* field = nullptr;
+    std::string shown;  // the field's name, or of an entry's value the entry, as errors show it
     // The singular message fields from the element, or the message that holds the field that is set, to the
     // message that holds `field`.
     std::vector<const google::protobuf::FieldDescriptor*> chain;

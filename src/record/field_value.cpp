@@ -263,7 +263,7 @@ int ConvertValue(const ExprVariant& value, const FieldDescriptor* field, bool is
         case FieldDescriptor::CPPTYPE_MESSAGE:
             break;
     }
-    return NoFit(value, field, misfit, "a message is written {name: value, ..}");
+    return NoFit(value, field, misfit, OstraneCommon::MessageHint(field->message_type()));
 }
 
 void SetFieldValue(Message* message, const FieldDescriptor* field, const FieldValue& value) {

@@ -168,24 +168,22 @@ int OutputFile::OpenTemporary(const std::string& target, bool exists, InputError
 
 int OutputFile::Replace(const std::string& path, InputError& error) {
     m_name = path;
-    const std::string target = FollowLinks(path);
     struct stat status = {};
-    if (stat(target.c_str(), &status) == 0) {
-        if (S_ISDIR(status.st_mode)) {
-            errno = EISDIR;
-            return Fail("cannot be written", error);
-        }
-        if (!S_ISREG(status.st_mode)) {
-            m_descriptor = open(target.c_str(), O_WRONLY | O_CLOEXEC);
-            m_ownsDescriptor = true;
-            return m_descriptor < 0 ? Fail("cannot be written", error) : 0;
-        }
-        return OpenTemporary(target, true, error);
-    }
-    if (errno != ENOENT) {
+    const bool exists = stat(path.c_str(), &status) == 0;
+    if (!exists && errno != ENOENT) {
         return Fail("cannot be written", error);
     }
-    return OpenTemporary(target, false, error);
+    if (exists && S_ISDIR(status.st_mode)) {
+        errno = EISDIR;
+        return Fail("cannot be written", error);
+    }
+    // Opened by the name given: what a link such as /dev/stdout reads as may be no path, "pipe:[7]".
+    if (exists && !S_ISREG(status.st_mode)) {
+        m_descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+        m_ownsDescriptor = true;
+        return m_descriptor < 0 ? Fail("cannot be written", error) : 0;
+    }
+    return OpenTemporary(FollowLinks(path), exists, error);
 }
 
 bool OutputFile::IsTerminal() const {

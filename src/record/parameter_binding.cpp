@@ -1,7 +1,6 @@
 // Parameters become what their uses need, once, before the first record is touched.
 #include <algorithm>
 #include <limits>
-#include <set>
 #include <utility>
 
 #include "expr/base64.h"
@@ -122,7 +121,7 @@ int Binder::Convert(const ParameterUse& use, const ParameterValue& value, FieldV
         literal.m_type = OstraneCommon::EXPR_BYTES;
         literal.m_str.clear();
         if (!OstraneCommon::DecodeBase64(value.text, literal.m_str)) {
-            return FailUse(use, "bytes are written in base64");
+            return FailUse(use, "the value for bytes is not base64", OstraneCommon::BASE64_HINT);
         }
     }
     Misfit misfit;
@@ -224,42 +223,13 @@ int Binder::CheckAllUsed() {
     return 0;
 }
 
-// The parameters that are compared with bytes: their text stands for bytes then.
-void CollectBytesParameters(const Expr& tree, const OstraneCommon::ExprScope& scope, std::set<const Expr*>& out) {
-    const OstraneCommon::ExprType type = tree.m_self.m_type;
-    const bool isComparison = (type >= OstraneCommon::EXPR_COMPARE_EQ && type <= OstraneCommon::EXPR_COMPARE_GE) ||
-                              type == OstraneCommon::EXPR_IN || type == OstraneCommon::EXPR_NOT_IN ||
-                              type == OstraneCommon::EXPR_BETWEEN;
-    bool hasBytes = false;
-    for (size_t i = 0; i < tree.OperandCount(); ++i) {
-        const Expr& operand = *tree.Operand(static_cast<int>(i));
-        CollectBytesParameters(operand, scope, out);
-        OstraneCommon::BoundExpr bound;
-        OstraneCommon::ExprError ignored;
-        hasBytes = hasBytes || (isComparison && operand.m_self.m_type == OstraneCommon::EXPR_UNRESOLVE &&
-                                OstraneCommon::BoundExpr::Bind(operand, scope, OstraneCommon::ExprBindings(), bound,
-                                                               ignored) == 0 &&
-                                bound.Type().kind == OstraneCommon::ValueKind::Bytes);
+// Text from JSON is base64 where it meets bytes, and itself elsewhere: the expression knows which.
+ExprVariant ToOperand(const ParameterValue& value) {
+    ExprVariant operand = ToLiteral(value);
+    if (value.kind == ParameterValue::Kind::Base64) {
+        operand.m_type = OstraneCommon::EXPR_BYTES_TEXT;
     }
-    for (size_t i = 0; i < tree.OperandCount() && hasBytes; ++i) {
-        const Expr& operand = *tree.Operand(static_cast<int>(i));
-        const bool isGiven = operand.m_self.m_type == OstraneCommon::EXPR_QUESTION ||
-                             operand.m_self.m_type == OstraneCommon::EXPR_VALUE_LIST;
-        std::vector<const Expr*> questions;
-        CollectParameters(isGiven ? &operand : nullptr, questions);
-        out.insert(questions.begin(), questions.end());
-    }
-}
-
-// False when a text that stands for bytes is not base64.
-bool ToOperand(const ParameterValue& value, bool isBytes, ExprVariant& out) {
-    out = ToLiteral(value);
-    if (!isBytes || value.kind != ParameterValue::Kind::Base64) {
-        return true;
-    }
-    out.m_type = OstraneCommon::EXPR_BYTES;
-    out.m_str.clear();
-    return OstraneCommon::DecodeBase64(value.text, out.m_str);
+    return operand;
 }
 
 }  // namespace
@@ -268,8 +238,6 @@ int BindTree(const Expr* tree, const OstraneCommon::ExprScope& scope, bool isCon
              const StatementParameters& parameters, OstraneCommon::BoundExpr& out, Failure& failure) {
     std::vector<const Expr*> questions;
     CollectParameters(tree, questions);
-    std::set<const Expr*> bytes;
-    CollectBytesParameters(*tree, scope, bytes);
     OstraneCommon::ExprBindings bindings;
     for (const Expr* question : questions) {
         const Place place = TokenAt(text, question->m_self.m_tokenOffset);
@@ -280,7 +248,6 @@ int BindTree(const Expr* tree, const OstraneCommon::ExprScope& scope, bool isCon
         }
         const bool isNamed = !question->m_self.m_str.empty();
         const bool isList = value->kind == ParameterValue::Kind::List;
-        const bool isBytes = bytes.count(question) > 0;
         std::vector<ExprVariant> items(isList ? value->items.size() : 1);
         for (size_t i = 0; i < items.size(); ++i) {
             const ParameterValue& item = isList ? value->items[i] : *value;
@@ -288,10 +255,7 @@ int BindTree(const Expr* tree, const OstraneCommon::ExprScope& scope, bool isCon
                 return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, place,
                             ParameterName(*question) + ": lists in lists are no values");
             }
-            if (!ToOperand(item, isBytes, items[i])) {
-                return Fail(failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, place,
-                            ParameterName(*question) + ": bytes are written in base64");
-            }
+            items[i] = ToOperand(item);
         }
         if (isList) {
             isNamed ? bindings.SetList(question->m_self.m_str, items)

@@ -164,9 +164,9 @@ int CheckComputedType(const ValueType& type, const PlanExpr& expr, const FieldDe
                 "the value does not fit " + NameOf(field) + ", " + KindOf(field), hint, field);
 }
 
-std::string UnsetFieldOf(const PlanExpr& expr, const OstraneCommon::ExprRow& row) {
+std::string UnsetFieldOf(const PlanExpr& expr, const OstraneCommon::ExprRow& row, const std::string& shownSelf) {
     std::string name;
-    Walk(expr.tree, [&name, &expr, &row](const Expr& node) {
+    Walk(expr.tree, [&name, &expr, &row, &shownSelf](const Expr& node) {
         if (!name.empty() || node.m_self.m_type != OstraneCommon::EXPR_UNRESOLVE) {
             return;
         }
@@ -175,7 +175,7 @@ std::string UnsetFieldOf(const PlanExpr& expr, const OstraneCommon::ExprRow& row
         ExprVariant value;
         if (BoundExpr::Bind(node, expr.scope, ExprBindings(), field, error) == 0 &&
             field.Calculate(row, value, error) == 0 && value.m_type == OstraneCommon::EXPR_NULL) {
-            name = node.m_self.m_str == "$" && expr.scope.self != nullptr ? NameOf(expr.scope.self) : node.m_self.m_str;
+            name = node.m_self.m_str == "$" && expr.scope.self != nullptr ? shownSelf : node.m_self.m_str;
         }
     });
     return name;

@@ -21,8 +21,8 @@ int CompileExpr(bool isCondition, CompiledStatements& compiled, int statement, i
 int CheckComputedType(const OstraneCommon::ValueType& type, const PlanExpr& expr,
                       const google::protobuf::FieldDescriptor* field, Failure& failure);
 
-// The full name of the first field that the expression reads and that is unset; empty when none is.
-std::string UnsetFieldOf(const PlanExpr& expr, const OstraneCommon::ExprRow& row);
+// The name of the first field that the expression reads and that is unset, `shownSelf` for `$`; empty when none is.
+std::string UnsetFieldOf(const PlanExpr& expr, const OstraneCommon::ExprRow& row, const std::string& shownSelf);
 
 }  // namespace OstraneRecord
 

@@ -1,8 +1,11 @@
 #include "record/plan_value.h"
 
+#include <google/protobuf/descriptor.pb.h>
+
 #include <algorithm>
 #include <utility>
 
+#include "expr/name_hint.h"
 #include "record/plan_expr.h"
 #include "record/plan_path.h"
 
@@ -114,6 +117,15 @@ int ValueCompiler::Pushed(Expr* node, const FieldDescriptor* field, ValueNode& o
     return ret;
 }
 
+// A list of one name may have been meant as an extension.
+std::string ValueCompiler::ExtensionHint(const Expr& list) const {
+    const Expr* item = list.OperandCount() == 1 ? list.Operand(0) : nullptr;
+    const bool isName = item != nullptr && item->m_self.m_type == OstraneCommon::EXPR_UNRESOLVE;
+    const bool isExtension =
+        isName && m_compiled.descriptor->file()->pool()->FindExtensionByName(item->m_self.m_str) != nullptr;
+    return isExtension ? "an extension is written $$.[" + item->m_self.m_str + "]" : "";
+}
+
 int ValueCompiler::Scalar(Expr* node, const FieldDescriptor* field, bool isElement, ValueNode& out) {
     if (node->m_self.m_type == OstraneCommon::EXPR_QUESTION) {
         return Parameter(node, field, !isElement && !field->is_required(), true, false, out);
@@ -122,7 +134,8 @@ int ValueCompiler::Scalar(Expr* node, const FieldDescriptor* field, bool isEleme
         return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, out.place,
                     "a list does not fit " + NameOf(field) +
                         (isElement ? ", one element of which is set" : ", " + KindOf(field)),
-                    isElement ? "write one value, or replace the whole field without [..]" : "", field);
+                    isElement ? "write one value, or replace the whole field without [..]" : ExtensionHint(*node),
+                    field);
     }
     if (node->m_self.m_type == OstraneCommon::EXPR_ASSIGN_LIST) {
         return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, out.place,
@@ -148,7 +161,7 @@ int ValueCompiler::Message(Expr* node, const FieldDescriptor* field, ValueNode& 
         const bool isName = node->m_self.m_type == OstraneCommon::EXPR_UNRESOLVE;
         return Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, out.place,
                     "the value does not fit " + NameOf(field) + ", " + KindOf(field),
-                    isName ? "FROM copies whole messages" : "a message is written {name: value, ..}", field);
+                    isName ? "FROM copies whole messages" : OstraneCommon::MessageHint(field->message_type()), field);
     }
     if (m_depth >= kMaxRecordDepth) {
         return FailTooDeep(out.place, field);
@@ -303,7 +316,8 @@ int ValueCompiler::Entries(Expr* node, const FieldDescriptor* field, bool nullCl
 // What to write instead of one value for a repeated field.
 std::string ValueCompiler::ListHint(const Expr& node, const FieldDescriptor* field) const {
     const std::string value = IsLiteral(node) ? ShowValue(node.m_self) : "..";
-    if (m_open > 0) {
+    // One path has one selector.
+    if (m_open > 0 || m_statement.form == PlanForm::SetEach) {
         return "write [" + value + "]";
     }
     // The path as it was written.
@@ -369,12 +383,33 @@ std::vector<const FieldDescriptor*> ValueCompiler::MessagePath() const {
     return path;
 }
 
+// Of an entry's value the entry: as the path has it, or in a literal, whose keys may be anything, by its map.
+std::string ValueCompiler::ShownName(const FieldDescriptor* field) const {
+    const Descriptor* entry = field->containing_type();
+    if (!entry->options().map_entry()) {
+        return NameOf(field);
+    }
+    const PlanStep& last = m_statement.tail.empty() ? m_statement.path.back() : m_statement.tail.back();
+    const size_t begin = last.place.offset;
+    const size_t close = m_compiled.text.find(']', last.subscriptPlace.offset + last.subscriptPlace.length);
+    if (m_open == 0 && last.subscript == SubscriptKind::Key && close - begin <= 100) {
+        return m_compiled.text.substr(begin, close + 1 - begin);
+    }
+    const Descriptor* owner = entry->containing_type();
+    const FieldDescriptor* map = owner->field(0);
+    for (int i = 0; i < owner->field_count(); ++i) {
+        map = owner->field(i)->message_type() == entry ? owner->field(i) : map;
+    }
+    return "an entry of " + NameOf(map);
+}
+
 int ValueCompiler::Computed(Expr* node, const FieldDescriptor* field, ValueNode& out) {
     const bool isSet = m_statement.kind == OstraneCommon::StatementKind::Set;
     out.kind = ValueNode::Kind::Computed;
     out.slot = static_cast<int>(m_statement.computed.size());
     ComputedValue computed;
     computed.field = field;
+    computed.shown = ShownName(field);
     computed.expr.tree = node;
     computed.expr.place = out.place = TreePlace(m_compiled.text, *node);
     computed.expr.scope.record = m_compiled.descriptor;
@@ -399,6 +434,9 @@ int ValueCompiler::Computed(Expr* node, const FieldDescriptor* field, ValueNode&
     int ret = CompileExpr(false, m_compiled, m_statement.number - 1, out.slot, computed.expr, type, m_failure);
     if (ret == 0) {
         ret = CheckComputedType(type, computed.expr, field, m_failure);
+    } else if (field->cpp_type() == FieldDescriptor::CPPTYPE_STRING &&
+               node->m_self.m_type == OstraneCommon::EXPR_UNRESOLVE) {
+        m_failure.error.hint = OstraneCommon::QuotesHint(node->m_self.m_str, m_failure.error.hint);
     }
     if (ret != 0) {
         return ret;

@@ -56,6 +56,8 @@ private:
     int Parameter(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, bool takesNull,
                   bool takesSingle, bool takesList, ValueNode& out);
     std::vector<const google::protobuf::FieldDescriptor*> MessagePath() const;
+    std::string ExtensionHint(const OstraneCommon::Expr& list) const;
+    std::string ShownName(const google::protobuf::FieldDescriptor* field) const;
     int Computed(OstraneCommon::Expr* node, const google::protobuf::FieldDescriptor* field, ValueNode& out);
 
     CompiledStatements& m_compiled;

@@ -14,6 +14,20 @@ using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using google::protobuf::Reflection;
 
+// A value of the field's kind that is nothing yet, as it is written.
+std::string NothingOf(const FieldDescriptor* field) {
+    switch (field->cpp_type()) {
+        case FieldDescriptor::CPPTYPE_BOOL:
+            return "false";
+        case FieldDescriptor::CPPTYPE_STRING:
+            return "''";
+        case FieldDescriptor::CPPTYPE_ENUM:
+            return "'" + std::string(field->default_value_enum()->name()) + "'";
+        default:
+            return "0";
+    }
+}
+
 // The message that holds a computed value's field: from where the value is written, down the members.
 const Message* OwnerOf(const ComputedValue& computed, const Message* base) {
     const Message* owner = base;
@@ -52,11 +66,12 @@ int StatementExecutor::Calculate(const OstraneCommon::ExprRow& row, const Messag
             return OstraneRecord::Fail(m_failure, ret, error, computed.field);
         }
         if (value.m_type == OstraneCommon::EXPR_NULL) {
-            const std::string unset = UnsetFieldOf(computed.expr, own);
-            return OstraneRecord::Fail(m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, computed.expr.place,
-                                       "the value for " + NameOf(computed.field) + " is NULL" +
-                                           (unset.empty() ? std::string() : ": " + unset + " is not set"),
-                                       "coalesce(.., 0) gives a value where there is none", computed.field);
+            const std::string unset = UnsetFieldOf(computed.expr, own, computed.shown);
+            return OstraneRecord::Fail(
+                m_failure, OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, computed.expr.place,
+                "the value for " + computed.shown + " is NULL" +
+                    (unset.empty() ? std::string() : ": " + unset + " is not set"),
+                "coalesce(.., " + NothingOf(computed.field) + ") gives a value where there is none", computed.field);
         }
         Misfit misfit;
         ret = ConvertValue(value, computed.field, computed.isEnumNumber, out[i], misfit);

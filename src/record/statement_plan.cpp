@@ -330,16 +330,23 @@ std::vector<std::string> RecordCondition::ParameterNames() const {
 }
 
 int RecordCondition::Holds(ProtobufRecord& record, bool& holds, StatementError& error) const {
-    if (m_pCompiled == nullptr || record.m_pMessage == nullptr) {
-        return TellPlain(OstraneErrCode::GEN_ERR_ERR, "there is no condition, or no message", error);
+    if (record.m_pMessage == nullptr) {
+        return TellPlain(OstraneErrCode::GEN_ERR_ERR, "there is no message", error);
     }
-    if (record.m_pMessage->GetDescriptor() != m_pCompiled->descriptor) {
+    return Holds(*record.m_pMessage, holds, error);
+}
+
+int RecordCondition::Holds(const Message& message, bool& holds, StatementError& error) const {
+    if (m_pCompiled == nullptr) {
+        return TellPlain(OstraneErrCode::GEN_ERR_ERR, "there is no condition", error);
+    }
+    if (message.GetDescriptor() != m_pCompiled->descriptor) {
         return TellPlain(OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE,
                          "the record is of another type than the condition was compiled for", error);
     }
     return Guard(error, [&]() {
         OstraneCommon::ExprRow row;
-        row.record = record.m_pMessage;
+        row.record = &message;
         Failure failure;
         const int ret = m_pCompiled->bound.Test(row, holds, failure.error);
         if (ret != 0) {

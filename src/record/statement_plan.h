@@ -108,6 +108,7 @@ public:
     // Whether the condition is true of the record; false for NULL. Returns 0 or a negative code with the
     // reason in `error`.
     int Holds(ProtobufRecord& record, bool& holds, StatementError& error) const;
+    int Holds(const google::protobuf::Message& message, bool& holds, StatementError& error) const;
 
     // Of the parameters written `:name`, as often as they stand there, without the colon.
     std::vector<std::string> ParameterNames() const;

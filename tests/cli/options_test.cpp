@@ -68,6 +68,7 @@ TEST(Options, Parameters) {
         {{"--param", "b=\"AP8=\""}, "SET avatar = :b; CLEAR scores", 0, "{\"name\":\"ada\",\"avatar\":\"AP8=\"}\n"},
         {{"--param", "l=[1,2]"}, "SET scores = :l", 0, "{\"name\":\"ada\",\"scores\":[1,2]}\n"},
         {{"--param", "v"}, "PUSH scores = :v", 2, "ostrane: --param takes NAME=JSON, not 'v'\n"},
+        {{"--param", ":v=1"}, "PUSH scores = :v", 2, "ostrane: --param takes the name without its colon: v=1\n"},
         {{"--param", "=1"}, "PUSH scores = :v", 2, "ostrane: --param takes NAME=JSON, not '=1'\n"},
         {{"--param", "v=ada"}, "SET name = :v", 2, "a text stands in double quotes\n"},
         {{"--param", "v={}"}, "SET name = :v", 2, "ostrane: --param v: a parameter cannot be a JSON object\n"},
@@ -166,6 +167,27 @@ TEST(Options, PositionsOfASingularFieldAreEmpty) {
               "\t\"ada\"\n");
     EXPECT_EQ(RunOstrane(Player("get", {"--in-format", "ndjson", "--positions", "GET name"}), WithInput(RECORD)).out,
               "0\t\t\"ada\"\n");
+}
+
+TEST(Options, OutMayNameAPipe) {
+    const Outcome outcome =
+        RunOstrane(Player("apply", {"--in-format", "ndjson", "--out", "/dev/stdout", "PUSH scores = 7"}),
+                   WithInput(R"({"name":"a"})"));
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, "{\"name\":\"a\",\"scores\":[7]}\n");
+}
+
+TEST(Options, KeepGoingEndsWithOneWhereABrokenLineEndsWithTwo) {
+    const Surroundings setup = WithInput("{\"name\":\"a\"}\n{broken\n");
+    EXPECT_EQ(RunOstrane(Player("apply", {"--in-format", "ndjson", "CLEAR scores"}), setup).status, 2);
+    EXPECT_EQ(RunOstrane(Player("apply", {"--in-format", "ndjson", "--keep-going", "CLEAR scores"}), setup).status, 1);
+}
+
+TEST(Options, PartialStillKeepsRequiredFields) {
+    const Outcome outcome =
+        RunOstrane(Player("apply", {"--in-format", "json", "--partial", "CLEAR name"}), WithInput(R"({"name":"a"})"));
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("error -537 "));
 }
 
 TEST(Options, LogShowsTheFieldOperations) {

@@ -174,6 +174,27 @@ TEST(Embed, APlanRunsOnManyRecords) {
                                                  "name: \"b\" scores: 2 scores: 7 scores: 3"}));
 }
 
+TEST(Embed, AConditionChoosesAmongRecords) {
+    Schema schema;
+    InputError inputError;
+    ASSERT_EQ(schema.ImportProto(kSchema, {}, inputError), 0) << inputError.ToStr();
+    const google::protobuf::Descriptor* type = schema.FindType("demo.Player", inputError);
+    StatementError error;
+    int code = 0;
+    RecordCondition condition;
+    code = RecordCondition::Compile("level > 3 AND size(items) = 0", type, {}, condition, error);
+    EXPECT_EQ(code, 0) << error.message;
+    std::unique_ptr<google::protobuf::Message> message = schema.NewRecord(type);
+    for (const bool isHigh : {false, true}) {
+        const std::string bytes = isHigh ? "{\"name\": \"a\", \"level\": 4}" : "{\"name\": \"a\", \"level\": 3}";
+        ASSERT_EQ(DecodeRecord(RecordFormat::Json, bytes.data(), bytes.size(), {}, *message, inputError), 0);
+        bool holds = false;
+        code = condition.Holds(*message, holds, error);
+        EXPECT_EQ(code, 0) << error.message;
+        EXPECT_EQ(holds, isHigh);
+    }
+}
+
 TEST(Embed, ARecordMayHaveALog) {
     demo::Player player;
     ProtobufRecord record;
@@ -237,7 +258,7 @@ TEST(Embed, TheManualShowsWhatIsCompiled) {
         EXPECT_NE(sources.find(text), std::string::npos) << text;
         ++excerpts;
     }
-    EXPECT_EQ(excerpts, 10);
+    EXPECT_EQ(excerpts, 12);
 }
 
 }  // namespace

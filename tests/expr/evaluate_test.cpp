@@ -500,6 +500,15 @@ TEST(Parameters, StandForLiterals) {
     // Base64 stands for bytes where bytes are wanted, and for itself elsewhere.
     EXPECT_EQ(value("raw = :raw"), "true");
     EXPECT_EQ(value("raw IN (:raw)"), "true");
+    EXPECT_EQ(value("raw BETWEEN :raw AND :raw"), "true");
+    EXPECT_EQ(value("raw LIKE :raw"), "true");
+    EXPECT_EQ(value(":raw LIKE raw"), "true");
+    EXPECT_EQ(value("raw CONTAINS :raw"), "true");
+    EXPECT_EQ(value(":raw CONTAINS raw"), "true");
+    EXPECT_EQ(value("coalesce(raw, :raw) = :raw"), "true");
+    EXPECT_EQ(value("coalesce('', :raw, raw) = ''"), "true");
+    EXPECT_EQ(value("coalesce(:none, :raw, raw) = raw"), "true");
+    EXPECT_EQ(value("coalesce(:raw, s)"), "'/2E='");
     EXPECT_EQ(value("s = :raw"), "false");
     EXPECT_EQ(value("raw = :bad"), "-5145@6: the value for bytes is not base64");
     EXPECT_EQ(value("i32 = :missing"), "-4889@6: a parameter without a value");

@@ -229,8 +229,9 @@ TEST(Grammar, Names) {
         {"a.[pkg.]", "1:7 expected ']' after the extension's name"},
         {"a.[pkg.ext", "1:11 expected ']' after the extension's name"},
         {"a[ext]",
-         "1:3 expected an index, a range or a key after '[' | an extension is written .[pkg.name], a text key in "
-         "quotes"},
+         "1:3 expected an index, a range or a key after '[' | an index is a number or a parameter, a text key stands "
+         "in "
+         "quotes, an extension is written .[pkg.name]"},
     });
 }
 
@@ -263,8 +264,9 @@ TEST(Grammar, IndexesAndKeysInNames) {
         {"a[..1]", "1:3 expected an index, a range or a key after '[' | an expression reads one element, not a range"},
         {"a[0, 1]", "1:4 expected ']' after the index | an expression reads one element, not several"},
         {"a[b]",
-         "1:3 expected an index, a range or a key after '[' | an extension is written .[pkg.name], a text key in "
-         "quotes"},
+         "1:3 expected an index, a range or a key after '[' | an index is a number or a parameter, a text key stands "
+         "in "
+         "quotes, an extension is written .[pkg.name]"},
     });
 }
 

@@ -150,8 +150,9 @@ TEST(Statement, Paths) {
         {"GET a.[ pkg.ext ]", "GET a/<pkg.ext>"},
         {"SET a FROM [pkg.ext]", "SET a FROM <pkg.ext>"},
         {"GET a[pkg.ext]",
-         "1:7 expected an index, a range or a key after '[' | an extension is written .[pkg.name], a text key in "
-         "quotes"},
+         "1:7 expected an index, a range or a key after '[' | an index is a number or a parameter, a text key stands "
+         "in "
+         "quotes, an extension is written .[pkg.name]"},
         // Faults
         {"GET", "1:4 expected a field after GET"},
         {"get ;", "1:5 expected a field after GET"},
@@ -221,8 +222,9 @@ TEST(Statement, Selectors) {
         {"POP a[1--2]",
          "1:8 '--' starts a comment only behind a space and before one | write a - -1 for two minus signs"},
         {"POP a[null]",
-         "1:7 expected an index, a range or a key after '[' | an extension is written .[pkg.name], a text key in "
-         "quotes"},
+         "1:7 expected an index, a range or a key after '[' | an index is a number or a parameter, a text key stands "
+         "in "
+         "quotes, an extension is written .[pkg.name]"},
     });
 }
 

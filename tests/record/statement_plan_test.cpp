@@ -1,5 +1,6 @@
 // The interface around the statements: compiling, binding, results, reports.
 #include <google/protobuf/arena.h>
+#include <google/protobuf/descriptor.pb.h>
 #include <google/protobuf/unknown_field_set.h>
 #include <gtest/gtest.h>
 
@@ -408,6 +409,9 @@ TEST(RecordCondition, HoldsOnlyWhereItIsTrue) {
         bool holds = !expected.second;
         EXPECT_EQ(condition.Holds(player.Record(), holds, error), 0);
         EXPECT_EQ(holds, expected.second) << expected.first;
+        holds = !expected.second;
+        EXPECT_EQ(condition.Holds(*player.Record().m_pMessage, holds, error), 0);
+        EXPECT_EQ(holds, expected.second) << expected.first;
     }
 }
 
@@ -425,6 +429,14 @@ TEST(RecordCondition, TellsWhatIsWrong) {
     PlayerRecord player("hits: 0");
     bool holds = false;
     EXPECT_EQ(condition.Holds(player.Record(), holds, error), COMMON_ERR_INVALID_EXPR_TYPE);
+    ProtobufRecord empty;
+    EXPECT_EQ(condition.Holds(empty, holds, error), GEN_ERR_ERR);
+    EXPECT_EQ(error.message, "there is no message");
+    EXPECT_EQ(RecordCondition().Holds(player.Record(), holds, error), GEN_ERR_ERR);
+    EXPECT_EQ(error.message, "there is no condition");
+    const google::protobuf::FileDescriptorProto other;
+    EXPECT_EQ(condition.Holds(other, holds, error), COMMON_ERR_INVALID_EXPR_TYPE);
+    EXPECT_EQ(error.message, "the record is of another type than the condition was compiled for");
 }
 
 }  // namespace
