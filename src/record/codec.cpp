@@ -198,6 +198,17 @@ int Decode(RecordFormat format, const char* bytes, size_t size, const CodecOptio
     return code;
 }
 
+// A record of many lines read line by line, or records of a line each read as one.
+void HintAtFormat(RecordFormat format, std::string_view bytes, InputError& error) {
+    const size_t brace = bytes.find('{');
+    const bool isAlone = brace != std::string_view::npos && bytes.find_first_not_of(" \t\r{") == std::string_view::npos;
+    if (format == RecordFormat::Ndjson && isAlone) {
+        error.hint = "ndjson has a record a line; a record of many lines is json";
+    } else if (format == RecordFormat::Json && error.message == "expected the end of the text, found '{'") {
+        error.hint = "json has one record; a record a line is ndjson";
+    }
+}
+
 }  // namespace
 
 const char* FormatName(RecordFormat format) {
@@ -255,7 +266,11 @@ int DecodeRecord(RecordFormat format, const char* bytes, size_t size, const Code
                  InputError& error) {
     error = InputError();
     try {
-        return Decode(format, bytes, size, options, message, error);
+        const int code = Decode(format, bytes, size, options, message, error);
+        if (code != 0) {
+            HintAtFormat(format, std::string_view(bytes, size), error);
+        }
+        return code;
     } catch (const std::exception& exception) {
         return FailInput(error, OstraneErrCode::GEN_ERR_ERR,
                          std::string("the record cannot be read: ") + exception.what());

@@ -247,6 +247,9 @@ int StatementExecutor::RunSetEach() {
         const Message& element = m_location.parent->GetReflection()->GetRepeatedMessage(
             *m_location.parent, m_statement.Field(), m_result.positions[i]);
         ret = LookUpTarget(element, &element, targets[i]);
+        if (ret == OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX) {
+            m_failure.error.message += ", in element " + std::to_string(m_result.positions[i]);
+        }
         if (ret != 0) {
             return ret;
         }

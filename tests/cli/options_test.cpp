@@ -169,6 +169,15 @@ TEST(Options, PositionsOfASingularFieldAreEmpty) {
               "0\t\t\"ada\"\n");
 }
 
+TEST(Options, TheOtherJsonFormatIsNamed) {
+    const Outcome lines =
+        RunOstrane(Player("apply", {"--in-format", "ndjson", "CLEAR scores"}), WithInput("{\n\"name\":\"a\"\n}\n"));
+    EXPECT_THAT(lines.err, HasSubstr("; ndjson has a record a line; a record of many lines is json\n"));
+    const Outcome many = RunOstrane(Player("apply", {"--in-format", "json", "CLEAR scores"}),
+                                    WithInput("{\"name\":\"a\"}\n{\"name\":\"b\"}\n"));
+    EXPECT_THAT(many.err, HasSubstr("; json has one record; a record a line is ndjson\n"));
+}
+
 TEST(Options, OutMayNameAPipe) {
     const Outcome outcome =
         RunOstrane(Player("apply", {"--in-format", "ndjson", "--out", "/dev/stdout", "PUSH scores = 7"}),
