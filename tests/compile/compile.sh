@@ -14,6 +14,8 @@ mkdir -p "$work"
 
 read -r -a packages <<<"$(pkg-config --cflags protobuf spdlog fmt)"
 warnings=(-Wall -Wextra -Wshadow -Wconversion -Werror)
+# What CMake defines for the sources of the program.
+given=('-DOSTRANE_VERSION="0"')
 count=0
 failed=0
 
@@ -21,7 +23,7 @@ failed=0
 try() {
     local compiler=$1 standard=$2
     shift 2
-    "$compiler" "-std=c++$standard" -fsyntax-only -Isrc "${packages[@]}" "${warnings[@]}" "$@" >"$work/said" 2>&1
+    "$compiler" "-std=c++$standard" -fsyntax-only -Isrc "${packages[@]}" "${warnings[@]}" "${given[@]}" "$@" >"$work/said" 2>&1
 }
 
 must_compile() {
