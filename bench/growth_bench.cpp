@@ -335,12 +335,28 @@ int main(int argc, char** argv) {
              [](int size) { return Mark<Int32>(size, "coalesce($, 0) < 5000", false); });
     Register("filter_members", few, [](int size) { return Mark<SmallMessage>(size, "id < 5000", false); });
     Register("filter_texts", few, [](int size) { return Mark<Text<24>>(size, "$ LIKE '1%'", false); });
-    Register("parse_list", ALL,
-             [](int size) { return Parse(Repeated("PUSH a = [1", ", 'twenty characters ..'", "]", size)); });
-    Register("parse_statements", ALL, [](int size) {
-        return Parse(Repeated(
-            "", "SET items[0..2, 7].quantity_of_them = 'some text that is as long as most texts are';", "GET a", size));
-    });
+    struct TextKind {
+        const char* name;
+        const char* head;
+        const char* item;
+        const char* tail;
+        int largest;
+    };
+    const TextKind textKinds[] = {
+        {"parse_list", "PUSH a = [1", ", 'twenty characters ..'", "]", ALL},
+        {"parse_statements", "", "SET items[0..2, 7].quantity_of_them = 'some text that is as long as most texts are';",
+         "GET a", ALL},
+        {"parse_condition", "POP a WHERE qty = 1", " OR qty = 12", "",
+         few},  // a text has a million names and values at most
+        {"parse_string", "PUSH a = '", "text \\n and ", "'", ALL},
+        {"parse_comments", "PUSH a ", "     -- x\n", "= 1", ALL},
+        {"parse_selector", "POP a[1", ", 12..13", "]", ALL},
+        {"parse_path", "GET a", ".abcd", "", few},
+    };
+    for (const TextKind& kind : textKinds) {
+        Register(kind.name, kind.largest,
+                 [kind](int size) { return Parse(Repeated(kind.head, kind.item, kind.tail, size)); });
+    }
     Register("parse_ranges", ALL, ParseRanges);
     Register("insert_list", few, [](int size) { return Insert("PUSH ints[0] = ?", size); });
     Register("insert_from", ALL, [](int size) { return Insert("PUSH ints[0] FROM ints", size); });
