@@ -392,18 +392,13 @@ int ProtobufRecordUtil::SetWithExpr(MutableProtobufField& field, Expr& expr) {
     if (index == -1) {
         index = size - 1;
     }
-    return SetElementWithExpr(field, index, expr, reflection);
-}
-
-int ProtobufRecordUtil::SetElementWithExpr(MutableProtobufField& field, int index, Expr& expr,
-                                           const Reflection* reflection) {
     const FieldDescriptor::CppType cppType = field.m_pFieldDesc->cpp_type();
     if (cppType == FieldDescriptor::CPPTYPE_MESSAGE) {
         return SetRepeatedMessageWithExpr(field, index, expr.m_operands->begin() + 1, expr.m_operands->end(),
                                           reflection);
     }
     Expr* value = nullptr;
-    const int ret = FindElementValue(m_pLog, "SetWithExpr", expr, value);
+    const int ret = FindElementValue(m_pLog, __func__, expr, value);
     if (ret != 0) {
         return ret;
     }
@@ -417,8 +412,7 @@ int ProtobufRecordUtil::SetElementWithExpr(MutableProtobufField& field, int inde
             return SetRepeatedStringWithExpr(field, index, *value, reflection);
         default:
             // Enum elements too: their values are copied from a source field only.
-            OSTRANE_LOG_AS(m_pLog, LOG_PRIORITY_ERROR, SOURCE_PATH, "SetWithExpr", "invalid type=%d",
-                           static_cast<int>(cppType));
+            OSTRANE_ERROR("invalid type=%d", static_cast<int>(cppType));
             return OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE;
     }
 }
@@ -511,18 +505,13 @@ int ProtobufRecordUtil::PushWithExpr(MutableProtobufField& field, Expr& expr) {
     if (pos == -1) {
         pos = size;
     }
-    return PushElementWithExpr(field, pos, expr, reflection);
-}
-
-int ProtobufRecordUtil::PushElementWithExpr(MutableProtobufField& field, int pos, Expr& expr,
-                                            const Reflection* reflection) {
     const FieldDescriptor::CppType cppType = field.m_pFieldDesc->cpp_type();
     if (cppType == FieldDescriptor::CPPTYPE_MESSAGE) {
         return PushRepeatedMessageWithExpr(field, pos, expr.m_operands->begin() + 1, expr.m_operands->end(),
                                            reflection);
     }
     Expr* value = nullptr;
-    const int ret = FindElementValue(m_pLog, "PushWithExpr", expr, value);
+    const int ret = FindElementValue(m_pLog, __func__, expr, value);
     if (ret != 0) {
         return ret;
     }
@@ -536,8 +525,7 @@ int ProtobufRecordUtil::PushElementWithExpr(MutableProtobufField& field, int pos
             return PushRepeatedStringWithExpr(field, pos, *value, reflection);
         default:
             // Enum elements too: their values are copied from a source field only.
-            OSTRANE_LOG_AS(m_pLog, LOG_PRIORITY_ERROR, SOURCE_PATH, "PushWithExpr", "invalid type=%d",
-                           static_cast<int>(cppType));
+            OSTRANE_ERROR("invalid type=%d", static_cast<int>(cppType));
             return OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE;
     }
 }

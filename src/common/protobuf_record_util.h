@@ -67,13 +67,6 @@ public:
     // fields, or whose assignments fail, is removed again.
     int PushWithExpr(MutableProtobufField& field, OstraneCommon::Expr& expr);
 
-    // The same for a caller that has looked at the array itself: the index text is not read. `index` is that of
-    // an element, `pos` 0 .. size; the expression has its operands, and `reflection` is the parent's.
-    int SetElementWithExpr(MutableProtobufField& field, int index, OstraneCommon::Expr& expr,
-                           const google::protobuf::Reflection* reflection);
-    int PushElementWithExpr(MutableProtobufField& field, int pos, OstraneCommon::Expr& expr,
-                            const google::protobuf::Reflection* reflection);
-
     // Clears the target when `type` is EXPR_OP_POP; replaces it by `src` whatever else `type` is. The
     // target is a field, repeated or singular, or a whole message. `src` may be null for a pop alone.
     // An unset singular source clears the target; a repeated target is cleared before it is refilled

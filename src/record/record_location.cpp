@@ -91,9 +91,8 @@ std::string PositionsHint(int size) {
                        : "its positions are 0 .. " + last + ", or -" + std::to_string(size) + " .. -1";
 }
 
-RecordLocation Locate(const Message& base, const PlanPath& path, const PlanParameters& parameters,
-                      const Reflection* reflection) {
-    RecordLocation location;
+void Locate(const Message& base, const PlanPath& path, const PlanParameters& parameters, RecordLocation& location,
+            const Reflection* reflection) {
     const Message* message = &base;
     reflection = reflection == nullptr ? base.GetReflection() : reflection;
     for (size_t i = 0; i + 1 < path.size(); ++i) {
@@ -102,7 +101,7 @@ RecordLocation Locate(const Message& base, const PlanPath& path, const PlanParam
         if (message == nullptr) {
             location.element = nullptr;
             location.reached = i;
-            return location;
+            return;
         }
         reflection = message->GetReflection();
         if (step.subscript != SubscriptKind::None) {
@@ -110,10 +109,8 @@ RecordLocation Locate(const Message& base, const PlanPath& path, const PlanParam
         }
     }
     location.parent = message;
-    location.reflection = reflection;
     location.reached = path.size() - 1;
     LocateLast(*message, reflection, path.back(), parameters, location);
-    return location;
 }
 
 Message* OpenSteps(Message* base, const PlanPath& path, const PlanParameters& parameters) {

@@ -38,7 +38,6 @@ struct PlanParameters {
 struct RecordLocation {
     // The message that holds the last step's field; null when something on the way is not there.
     const google::protobuf::Message* parent = nullptr;
-    const google::protobuf::Reflection* reflection = nullptr;  // the parent's
     // The number of steps before the first one that is not there.
     size_t reached = 0;
     // The message at the last index or key of the path; null when it is none, or not there.
@@ -58,10 +57,10 @@ int ResolveIndex(int32_t index, int size);
 // What to write instead of a position that lies outside an array of `size` elements.
 std::string PositionsHint(int size);
 
-// Follows `path` from `base` and changes nothing. `reflection` is the base's, or null: asking a message for its
-// own counts beside a short statement.
-RecordLocation Locate(const google::protobuf::Message& base, const PlanPath& path, const PlanParameters& parameters,
-                      const google::protobuf::Reflection* reflection = nullptr);
+// Follows `path` from `base` and changes nothing; `location` is a fresh one. `reflection` is the base's, or null:
+// asking a message for its own counts beside a short statement.
+void Locate(const google::protobuf::Message& base, const PlanPath& path, const PlanParameters& parameters,
+            RecordLocation& location, const google::protobuf::Reflection* reflection = nullptr);
 
 // The message that holds the last step's field, made with everything on the way that is not there. The
 // indexes on the way lie inside their arrays.

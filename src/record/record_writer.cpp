@@ -237,13 +237,15 @@ void PrepareTrees(const CompiledStatements& compiled, BoundValues& out) {
         if (element == nullptr || field->cpp_type() == FieldDescriptor::CPPTYPE_ENUM) {
             continue;
         }
+        const PlanStep& last = statement.path.back();
+        const int index = last.subscript == SubscriptKind::Index ? parameters.Index(last.index) : -1;
         std::unique_ptr<AssignExpr> expr;
         if (field->cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE) {
-            expr = std::make_unique<AssignExpr>(!isPush, 1);
+            expr = std::make_unique<AssignExpr>(!isPush, index, 1);
             expr->Add("$", isPush ? values.ListValue(statement.value, 0) : values.Value(*element), field);
         } else if (IsFlat(*element, values) &&
                    (!isPush || MissingRequired(nullptr, *element, field->message_type(), values).empty())) {
-            expr = std::make_unique<AssignExpr>(!isPush, element->members.size());
+            expr = std::make_unique<AssignExpr>(!isPush, index, element->members.size());
             AddMembers(*element, values, *expr);
         }
         out.trees.resize(compiled.statements.size());
@@ -331,12 +333,10 @@ void RecordWriter::AddElements(Message* message, const FieldDescriptor* field, c
 
 int RecordWriter::PushFlat(Message* parent, const FieldDescriptor* field, int pos, const ValueNode& literal,
                            const ResolvedValues& values, bool isSet) {
-    AssignExpr expr(isSet, literal.members.size());
+    AssignExpr expr(isSet, pos, literal.members.size());
     AddMembers(literal, values, expr);
     MutableProtobufField handle = {parent, field};
-    const Reflection* reflection = parent->GetReflection();
-    return isSet ? m_util.SetElementWithExpr(handle, pos, expr.Tree(), reflection)
-                 : m_util.PushElementWithExpr(handle, pos, expr.Tree(), reflection);
+    return isSet ? m_util.SetWithExpr(handle, expr.Tree()) : m_util.PushWithExpr(handle, expr.Tree());
 }
 
 int RecordWriter::SetElement(Message* parent, const FieldDescriptor* field, int index, const ValueNode& node,
@@ -361,8 +361,8 @@ int RecordWriter::SetElement(Message* parent, const FieldDescriptor* field, int 
         source.SetField(scratch.get(), field, true);
         return m_util.SetWithPbField(handle, index, index, source);
     }
-    ValueExpr expr(true, value, field);
-    return m_util.SetElementWithExpr(handle, index, expr.Tree(), parent->GetReflection());
+    ValueExpr expr(true, index, value, field);
+    return m_util.SetWithExpr(handle, expr.Tree());
 }
 
 int RecordWriter::Push(Message* parent, const FieldDescriptor* field, int pos, const ValueNode& node,
@@ -386,9 +386,9 @@ int RecordWriter::PushOne(Message* parent, const FieldDescriptor* field, int pos
         AddElementValue(scratch.get(), field, value);
         return PushRun(parent, field, pos, scratch.get(), field);
     }
-    ValueExpr expr(false, value, field);
+    ValueExpr expr(false, pos, value, field);
     MutableProtobufField handle = {parent, field};
-    return m_util.PushElementWithExpr(handle, pos, expr.Tree(), parent->GetReflection());
+    return m_util.PushWithExpr(handle, expr.Tree());
 }
 
 int RecordWriter::PushMessage(Message* parent, const FieldDescriptor* field, int pos, Message* element) {

@@ -70,7 +70,7 @@ OstraneCommon::IndexRangeList ResolveRanges(const PlanStep& step, const PlanPara
 int GatherSource(ProtobufRecordUtil& util, const Message& root, const PlanPath& path, const PlanParameters& parameters,
                  SourceValues& out) {
     const PlanStep& last = path.back();
-    out.location = Locate(root, path, parameters);
+    Locate(root, path, parameters, out.location);
     const RecordLocation& location = out.location;
     out.field = last.field;
     const bool isArray = last.field->is_repeated() && !last.field->is_map();

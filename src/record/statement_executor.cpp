@@ -66,7 +66,7 @@ int StatementExecutor::Run() {
 // Looking
 
 int StatementExecutor::LocatePath(bool isWritten) {
-    m_location = Locate(*m_root, m_statement.path, m_parameters, m_parameters.rootReflection);
+    Locate(*m_root, m_statement.path, m_parameters, m_location, m_parameters.rootReflection);
     if (m_location.beyond != nullptr && (isWritten || m_compiled.options.strict)) {
         return FailIndex(*m_location.beyond, m_location.beyondIndex, m_location.beyondSize);
     }

@@ -130,7 +130,7 @@ int StatementExecutor::CheckTarget(const PlanPath& path, const Target& target, b
 int StatementExecutor::LookUpTarget(const Message& base, const Message* element, Target& out) {
     const PlanPath& path = m_statement.tail;
     const PlanStep& last = path.back();
-    out.location = Locate(base, path, m_parameters);
+    Locate(base, path, m_parameters, out.location);
     if (out.location.beyond != nullptr) {
         return FailIndex(*out.location.beyond, out.location.beyondIndex, out.location.beyondSize);
     }
@@ -220,7 +220,9 @@ int StatementExecutor::RunSetField() {
     if (ret != 0) {
         return FailOperation(ret);
     }
-    m_result.sizeAfter = sizeOf(Locate(*m_root, m_statement.tail, m_parameters).parent);
+    RecordLocation after;
+    Locate(*m_root, m_statement.tail, m_parameters, after);
+    m_result.sizeAfter = sizeOf(after.parent);
     const bool isNull = values.IsNull(m_statement.value);
     if (m_statement.form == PlanForm::SetMapEntries && !isNull) {
         m_result.matched = m_result.changed = entries;
@@ -273,8 +275,7 @@ int StatementExecutor::RunSetEach() {
 // One element, known since it was bound, whose position is inside the array.
 int StatementExecutor::RunPreparedSet(AssignExpr& set) {
     MutableProtobufField handle = {Open(m_root, m_statement.path, m_parameters), m_statement.Field()};
-    const int ret =
-        ProtobufRecordUtil(m_record).SetElementWithExpr(handle, m_location.index, set.Tree(), m_location.reflection);
+    const int ret = ProtobufRecordUtil(m_record).SetWithExpr(handle, set.Tree());
     if (ret != 0) {
         return FailOperation(ret);
     }
@@ -352,16 +353,14 @@ int StatementExecutor::LocatePush(int& pos) {
     return pos >= 0 && pos <= m_location.size ? 0 : FailPushPosition(pos);
 }
 
-// One element, known since it was bound.
+// One element, known since it was bound: the operation checks the place alone.
 int StatementExecutor::RunPreparedPush(AssignExpr& push, int pos) {
     int ret = CheckCreated(m_statement.path, m_location);
     if (ret != 0) {
         return ret;
     }
     MutableProtobufField handle = {Open(m_root, m_statement.path, m_parameters), m_statement.Field()};
-    const Reflection* reflection =
-        m_location.reflection == nullptr ? handle.m_pParent->GetReflection() : m_location.reflection;
-    ret = ProtobufRecordUtil(m_record).PushElementWithExpr(handle, pos, push.Tree(), reflection);
+    ret = ProtobufRecordUtil(m_record).PushWithExpr(handle, push.Tree());
     if (ret != 0) {
         return FailOperation(ret);
     }

@@ -1,5 +1,4 @@
-// The trees of set and push expressions, as the field operations read them that are told the place: what says
-// the index has no text.
+// The trees of set and push expressions, as the field operations read them.
 #ifndef OSTRANE_RECORD_VALUE_EXPR_H_
 #define OSTRANE_RECORD_VALUE_EXPR_H_
 
@@ -13,17 +12,18 @@
 
 namespace OstraneRecord {
 
-// One assignment to "$". Points to the value, which outlives it. The operations only
+// The index text, then one assignment to "$". Points to the value, which outlives it. The operations only
 // read it, so a finished tree may be shared by threads.
 class ValueExpr {
 public:
-    ValueExpr(bool isSet, const FieldValue& value, const google::protobuf::FieldDescriptor* field) {
+    ValueExpr(bool isSet, int index, const FieldValue& value, const google::protobuf::FieldDescriptor* field) {
         ToVariant(value, field, m_value.m_self);
         m_valueList.assign(1, &m_value);
         m_assign.m_self.m_type = OstraneCommon::EXPR_ASSIGN;
         m_assign.m_self.m_str = "$";
         m_assign.m_operands = &m_valueList;
         m_index.m_self.m_type = OstraneCommon::EXPR_INDEX_RANGE;
+        m_index.m_self.m_str = std::to_string(index);
         m_operands.reserve(2);
         m_operands.push_back(&m_index);
         m_operands.push_back(&m_assign);
@@ -47,9 +47,10 @@ private:
 // The same with any number of assignments: to "$", or one to each sub-field of a message.
 class AssignExpr {
 public:
-    AssignExpr(bool isSet, size_t assigns) : m_assigns(assigns), m_values(assigns), m_lists(assigns) {
+    AssignExpr(bool isSet, int index, size_t assigns) : m_assigns(assigns), m_values(assigns), m_lists(assigns) {
         m_tree.m_self.m_type = isSet ? OstraneCommon::EXPR_OP_SET : OstraneCommon::EXPR_OP_PUSH;
         m_index.m_self.m_type = OstraneCommon::EXPR_INDEX_RANGE;
+        m_index.m_self.m_str = std::to_string(index);
         m_operands.reserve(assigns + 1);
         m_operands.push_back(&m_index);
         m_tree.m_operands = &m_operands;

@@ -63,25 +63,6 @@ TEST_F(PushWithExprTest, AnEmptyFieldHasOnePosition) {
     EXPECT_EQ(Show(m_message), "many_int32: 7 many_string: \"x\" many_message { a: 1 }");
 }
 
-// For callers that have looked at the array: the text of the place is not read again.
-TEST_F(PushWithExprTest, APlaceThatTheCallerTellsIsTaken) {
-    Fill("many_int32: [1, 2] many_string: ['a', 'b'] many_message: [{a: 1}, {a: 2}]");
-    const google::protobuf::Reflection* reflection = m_message.GetReflection();
-    MutableProtobufField numbers = Field("many_int32");
-    MutableProtobufField texts = Field("many_string");
-    MutableProtobufField messages = Field("many_message");
-    EXPECT_EQ(Util().PushElementWithExpr(numbers, 1, PushOf("no place", m_tree.Int(9)), reflection), 0);
-    EXPECT_EQ(Util().PushElementWithExpr(texts, 2, PushOf("", m_tree.Text("x")), reflection), 0);
-    EXPECT_EQ(
-        Util().PushElementWithExpr(messages, 0, m_tree.Push("7", {m_tree.Assign("a", m_tree.Int(9))}), reflection), 0);
-    EXPECT_EQ(Show(m_message, "many_int32"), "[1, 9, 2]");
-    EXPECT_EQ(Show(m_message, "many_string"), "[\"a\", \"b\", \"x\"]");
-    EXPECT_EQ(Show(m_message, "many_message"), "[{a: 9}, {a: 1}, {a: 2}]");
-    EXPECT_EQ(Util().PushElementWithExpr(numbers, 3, PushOf("", m_tree.Node(OstraneCommon::EXPR_NULL)), reflection),
-              BAD_TYPE);
-    EXPECT_EQ(Show(m_message, "many_int32"), "[1, 9, 2]");
-}
-
 TEST_F(PushWithExprTest, PositionTextIsOneIntegerUpToTheSize) {
     struct Row {
         const char* text;

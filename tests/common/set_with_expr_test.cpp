@@ -49,25 +49,6 @@ TEST_F(SetWithExprTest, AnEmptyFieldCannotBeSet) {
     }
 }
 
-// For callers that have looked at the array: the text of the place is not read again.
-TEST_F(SetWithExprTest, APlaceThatTheCallerTellsIsTaken) {
-    Fill("many_int32: [1, 2] many_string: ['a', 'b'] many_message: [{a: 1}, {a: 2}]");
-    const google::protobuf::Reflection* reflection = m_message.GetReflection();
-    MutableProtobufField numbers = Field("many_int32");
-    MutableProtobufField texts = Field("many_string");
-    MutableProtobufField messages = Field("many_message");
-    EXPECT_EQ(Util().SetElementWithExpr(numbers, 1, SetTo("no place", m_tree.Int(9)), reflection), 0);
-    EXPECT_EQ(Util().SetElementWithExpr(texts, 0, SetTo("", m_tree.Text("x")), reflection), 0);
-    EXPECT_EQ(Util().SetElementWithExpr(messages, 0, m_tree.Set("7", {m_tree.Assign("a", m_tree.Int(9))}), reflection),
-              0);
-    EXPECT_EQ(Show(m_message, "many_int32"), "[1, 9]");
-    EXPECT_EQ(Show(m_message, "many_string"), "[\"x\", \"b\"]");
-    EXPECT_EQ(Show(m_message, "many_message"), "[{a: 9}, {a: 2}]");
-    EXPECT_EQ(Util().SetElementWithExpr(numbers, 0, SetTo("", m_tree.Node(OstraneCommon::EXPR_NULL)), reflection),
-              BAD_TYPE);
-    EXPECT_EQ(Show(m_message, "many_int32"), "[1, 9]");
-}
-
 TEST_F(SetWithExprTest, IndexTextOutsideOrNoIntegerIsRefused) {
     Fill("many_int32: [1, 2, 3] many_string: ['a', 'b', 'c'] many_message: [{}, {}, {}] many_enum: [RED, RED, RED]");
     for (const std::string text :
