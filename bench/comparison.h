@@ -13,7 +13,8 @@
 //   comparison.Run([&] { if (wrong) state.SkipWithError("wrong result"); });
 //
 // Names of ways: `ours`; `by_hand`, the loop on the generated class or by reflection that one would write;
-// `limit`, the least that any program must do for it; everything else is a peer.
+// `limit`, the least that any program must do for it; `direct`, the call that a statement comes to; `parse`, of
+// compiling, parsing alone; `remove_if`, the standard algorithm; everything else is a peer.
 #ifndef OSTRANE_BENCH_COMPARISON_H_
 #define OSTRANE_BENCH_COMPARISON_H_
 
@@ -135,14 +136,14 @@ private:
 };
 
 // Two ways that prepare alike. A limit of 0 is none.
-template <typename Prepare, typename Operation, typename ByHand, typename CheckResult>
-void Compare(benchmark::State& state, double limit, int batch, Prepare prepare, Operation operation, ByHand byHand,
-             CheckResult checkResult) {
+template <typename Prepare, typename Operation, typename Other, typename CheckResult>
+void Compare(benchmark::State& state, const char* otherName, double limit, int batch, Prepare prepare,
+             Operation operation, Other other, CheckResult checkResult) {
     Comparison comparison(state, batch);
     comparison.Add("ours", prepare, operation);
-    comparison.Add("by_hand", prepare, byHand);
+    comparison.Add(otherName, prepare, other);
     if (limit > 0) {
-        comparison.Expect("by_hand", limit);
+        comparison.Expect(otherName, limit);
     }
     comparison.Run(checkResult);
 }

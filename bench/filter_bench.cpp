@@ -201,8 +201,8 @@ void CompareSearch(benchmark::State& state, const Row& row, int size) {
     row.hand(expected);
     Marks out;
     Compare(
-        state, size == row.limitedSize ? row.limit : NO_LIMIT, size <= 1000 ? 10 : 1, [] {}, [&] { search.Run(out); },
-        [&] { row.hand(out); },
+        state, "by_hand", size == row.limitedSize ? row.limit : NO_LIMIT, size <= 1000 ? 10 : 1, [] {},
+        [&] { search.Run(out); }, [&] { row.hand(out); },
         [&] {
             if (!(out == expected)) {
                 state.SkipWithError("the two ways do not agree");

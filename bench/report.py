@@ -4,7 +4,7 @@
     report.py DIRECTORY OUT    reads DIRECTORY/*.json, writes OUT.json and OUT.svg, prints the table
 
 A row is named workload/type/size/place; what a program leaves out stays empty. The ways of a row are `ours`,
-`by_hand`, `limit` and peers; its label holds what a ratio should stay at or under, as "by_hand<=1.5". Rows
+`by_hand`, `limit`, those of NAMED and peers; its label holds what a ratio should stay at or under, as "by_hand<=1.5". Rows
 without ways are shown by their growth. Ends with status 1 when a row's result was wrong; a figure that is
 missed is told, and is no failure: times belong to the machine.
 """
@@ -20,6 +20,7 @@ import sys
 
 OURS, HAND, LIMIT = "ours", "by_hand", "limit"
 OTHER = {OURS, HAND, LIMIT, "spread%"}
+NAMED = ["direct", "parse", "remove_if"]  # shown with their names, no peers
 GROWTH = "exponent"
 
 
@@ -46,7 +47,7 @@ def row_of(program, entry):
     numbers = {k: v for k, v in entry.items() if isinstance(v, float)}
     ways = {k: v for k, v in numbers.items() if "x_" + k in numbers or k == OURS}
     ratios = {k[2:]: v for k, v in numbers.items() if k.startswith("x_")}
-    peers = {k: v for k, v in ratios.items() if k not in OTHER}
+    peers = {k: v for k, v in ratios.items() if k not in OTHER and k not in NAMED}
     if peers:
         ratios["peers"] = max(peers.values())  # the fastest one
     goals = []
@@ -83,7 +84,7 @@ def number(value, digits=2):
 
 
 def table(rows):
-    heads = ["workload", "type", "size", "place", "ours ns", "/by hand", "/limit", "/best peer", "growth", "at most",
+    heads = ["workload", "type", "size", "place", "ours ns", "/by hand", "/limit", "/other", "/best peer", "growth", "at most",
              "", "spread"]
     lines = [heads]
     for row in rows:
@@ -92,18 +93,19 @@ def table(rows):
         lines.append([
             row["workload"], row["type"], "" if row["size"] is None else str(row["size"]), row["place"],
             number(row["ns"].get(OURS), 0), number(ratios.get(HAND)), number(ratios.get(LIMIT)),
+            " ".join(f"{name} {ratios[name]:.2f}" for name in NAMED if name in ratios),
             number(ratios.get("peers")), number(ratios.get(GROWTH)),
             " ".join(f"{goal['against']} {goal['at_most']:g}" for goal in goals),
             "" if not goals else "ok" if all(goal["ok"] for goal in goals) else "missed",
             "" if spread is None else f"{spread:.0f} %"])
     widths = [max(len(line[i]) for line in lines) for i in range(len(heads))]
-    left = {0, 1, 3, 9, 10}
+    left = {0, 1, 3, 7, 10, 11}
     return "\n".join("  ".join(cell.ljust(w) if i in left else cell.rjust(w)
                                for i, (cell, w) in enumerate(zip(line, widths))).rstrip() for line in lines)
 
 
 # The workloads that are drawn, each over its sizes.
-PANELS = [("push_front", "int32", "heap"), ("push_front", "string24", "heap"), ("set_run", "int32", "heap"),
+PANELS = [("push_front", "int32", "heap"), ("push_front", "string24", "heap"), ("copy_run", "int32", "heap"),
           ("pop_every_second", "int32", "heap"), ("pop_every_second", "small", "heap"),
           ("get_copy", "string24", "heap"), ("copy_run", "double", "heap"), ("pipeline", "generated", "")]
 STYLES = {OURS: ("#c02020", 7), HAND: ("#2060c0", 5), LIMIT: ("#808080", 4)}

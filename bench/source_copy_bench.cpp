@@ -137,7 +137,8 @@ void SetInts(benchmark::State& state) {
         memcpy(elements->mutable_data(), values.data(), COUNT * sizeof(int32_t));
     };
     Compare(
-        state, 1.3, 20, [&] { target.mutable_scores()->Set(COUNT - 1, -1); }, operation, byHand,
+        state, "by_hand", 1.3, 20,
+        [&] { std::fill(target.mutable_scores()->begin(), target.mutable_scores()->end(), -1); }, operation, byHand,
         [&] { Check<int32_t>(state, target, 0, source, 0, COUNT); });
 }
 
@@ -153,6 +154,7 @@ void PushInts(benchmark::State& state) {
         target.mutable_scores()->Truncate(COUNT);
         benchmark::DoNotOptimize(ProtobufRecordUtil(record).PushWithPbField(field, -1, src));
     };
+    Player former = target;
     const auto byHand = [&] {
         target.mutable_scores()->Truncate(COUNT);
         const Reflection* sourceReflection = src.pMessage->GetReflection();
@@ -166,7 +168,11 @@ void PushInts(benchmark::State& state) {
         memcpy(elements->AddNAlreadyReserved(COUNT), values.data(), COUNT * sizeof(int32_t));
     };
     Compare(
-        state, 1.3, 20, [] {}, operation, byHand, [&] { Check<int32_t>(state, target, COUNT, source, 0, COUNT); });
+        state, "by_hand", 1.3, 20, [&] { target = former; }, operation, byHand,
+        [&] {
+            Check<int32_t>(state, target, 0, former, 0, COUNT);
+            Check<int32_t>(state, target, COUNT, source, 0, COUNT);
+        });
 }
 
 // ---- Strings and messages
@@ -193,6 +199,7 @@ void PushFront(benchmark::State& state) {
     PbField src = SourceOf(source, fieldDesc, false);
     src.SetArrayRange(3, 3);
     Elements<Element>::Add(target, "last", 0);
+    Player former = target;
     const auto operation = [&] {
         Elements<Element>::Of(target).RemoveLast();
         benchmark::DoNotOptimize(ProtobufRecordUtil(record).PushWithPbField(field, 0, src));
@@ -214,7 +221,11 @@ void PushFront(benchmark::State& state) {
         pointers[0] = added;
     };
     Compare(
-        state, 1.5, 20, [] {}, operation, byHand, [&] { Check<Element>(state, target, 0, source, 3, 1); });
+        state, "by_hand", 1.5, 20, [&] { target = former; }, operation, byHand,
+        [&] {
+            Check<Element>(state, target, 0, source, 3, 1);
+            Check<Element>(state, target, 1, former, 0, COUNT);
+        });
 }
 
 // Overwrites COUNT elements by those of another field, copied or exchanged.
@@ -251,7 +262,7 @@ void SetElements(benchmark::State& state) {
             Elements<Element>::Copy(elements->Mutable(i), values.Get(i));
         }
     };
-    Compare(state, 1.3, 1, prepare, operation, byHand, [&] {
+    Compare(state, "by_hand", 1.3, 1, prepare, operation, byHand, [&] {
         Check<Element>(state, target, 0, expected, 0, COUNT);
         Check<Element>(state, source, 0, IS_MUTABLE ? former : expected, 0, COUNT);
     });
@@ -295,7 +306,7 @@ void PushElements(benchmark::State& state) {
             Elements<Element>::Copy(AddElement(reflection, &target, fieldDesc, elements), values.Get(i));
         }
     };
-    Compare(state, 1.3, 1, prepare, operation, byHand,
+    Compare(state, "by_hand", 1.3, 1, prepare, operation, byHand,
             [&] { Check<Element>(state, target, COUNT, expected, 0, COUNT); });
 }
 

@@ -1,5 +1,6 @@
 // What statements cost beside the calls that they are made of: a plan that runs beside the field operation
-// with a tree built ahead, and compiling beside parsing the same text.
+// with a tree built ahead, which reads its index or its ranges from a text, and compiling beside parsing the same
+// text.
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -71,7 +72,7 @@ void ComparePush(benchmark::State& state, Player& player, const char* field, con
     };
     const Player before = player;
     Compare(
-        state, BINDING == Binding::Once ? 2.0 : 0.0, 100, [&] { player = before; }, operation, byHand,
+        state, "direct", BINDING == Binding::Once ? 2.0 : 0.0, 100, [&] { player = before; }, operation, byHand,
         [&] {
             if (player.SerializePartialAsString() != expected.SerializePartialAsString()) {
                 state.SkipWithError("wrong result");
@@ -150,7 +151,7 @@ void CompareExecute(benchmark::State& state, const Player& before, const Player&
     };
     const auto take = [&]() -> Player& { return players[isSpent ? next++ : 0]; };
     Compare(
-        state, 2.0, BATCH, refill,
+        state, "direct", 2.0, BATCH, refill,
         [&] {
             record.m_pMessage = &take();
             benchmark::DoNotOptimize(prepared.bound.Execute(record, result));
@@ -229,6 +230,24 @@ void PopInts(benchmark::State& state) {
         true);
 }
 
+// The same beside the call that has its ranges already.
+void PopIntRanges(benchmark::State& state) {
+    const Prepared prepared(state, "POP scores[1..2, ?]", ParameterValue::MakeInt(5));
+    OstraneCommon::IndexRangeList ranges = {{1, 2}, {5, 5}};
+    Player expected = EightOfAll();
+    expected.clear_scores();
+    for (const int score : {0, 30, 40, 60, 70}) {
+        expected.add_scores(score);
+    }
+    CompareExecute(
+        state, EightOfAll(), expected, "scores", prepared,
+        [&ranges](ProtobufRecord& record, MutableProtobufField& handle) {
+            return ProtobufRecordUtil(record).PopWithRange(handle, ranges, nullptr);
+        },
+        true);
+}
+
+// The call binds its filter to the type each time, the plan has it bound.
 void PopWhere(benchmark::State& state) {
     const Prepared prepared(state, "POP offers[*] WHERE price > ?", ParameterValue::MakeDouble(3.5));
     OstraneCommon::ExprParseContext context;
@@ -270,7 +289,7 @@ void CompileText(benchmark::State& state, const char* written) {
         parsedCount = list.statements.size();
     };
     Compare(
-        state, 0.0, 20, [] {}, operation, byHand,
+        state, "parse", 0.0, 20, [] {}, operation, byHand,
         [&] {
             if (compiledCount != 1 || (parsedCount != 0 && parsedCount != 1)) {
                 state.SkipWithError("wrong result");
@@ -290,6 +309,7 @@ int main(int argc, char** argv) {
     RegisterComparison("execute_set/int32/bound", SetInt);
     RegisterComparison("execute_set/message/bound", SetMember);
     RegisterComparison("execute_pop/int32/bound", PopInts);
+    RegisterComparison("execute_pop/ranges/bound", PopIntRanges);
     RegisterComparison("execute_pop/where/bound", PopWhere);
     RegisterComparison("execute_push/int32/unbound", PushInt<Binding::EachTime>);
     RegisterComparison("execute_push/string50/unbound", PushText<Binding::EachTime>);
