@@ -417,16 +417,16 @@ int RecordWriter::PushRun(Message* parent, const FieldDescriptor* field, int pos
     return ret;
 }
 
-int RecordWriter::Remove(Message* parent, const FieldDescriptor* field, const std::vector<int32_t>& positions) {
-    const Reflection* reflection = parent->GetReflection();
-    const int size = reflection->FieldSize(*parent, field);
+int RecordWriter::Remove(Message* parent, const FieldDescriptor* field, int size,
+                         const std::vector<int32_t>& positions) {
     if (positions.size() == static_cast<size_t>(size)) {
-        reflection->ClearField(parent, field);
+        parent->GetReflection()->ClearField(parent, field);
         return 0;
     }
     if (field->cpp_type() == FieldDescriptor::CPPTYPE_ENUM) {
         // The pop takes no enum elements. They are kept as their numbers.
-        google::protobuf::RepeatedField<int32_t>* numbers = reflection->MutableRepeatedField<int32_t>(parent, field);
+        google::protobuf::RepeatedField<int32_t>* numbers =
+            parent->GetReflection()->MutableRepeatedField<int32_t>(parent, field);
         int to = positions.empty() ? size : positions.front();
         size_t next = 0;
         for (int i = to; i < size; ++i) {
@@ -439,7 +439,12 @@ int RecordWriter::Remove(Message* parent, const FieldDescriptor* field, const st
         numbers->Truncate(to);
         return 0;
     }
+    size_t runs = 0;
+    for (size_t i = 0; i < positions.size(); ++i) {
+        runs += i == 0 || positions[i - 1] + 1 != positions[i] ? 1 : 0;
+    }
     OstraneCommon::IndexRangeList ranges;
+    ranges.reserve(runs);
     for (const int32_t position : positions) {
         if (!ranges.empty() && ranges.back().second + 1 == position) {
             ranges.back().second = position;

@@ -78,8 +78,8 @@ public:
     // Inserts all elements of `from`'s repeated field `source`, which is consumed.
     int PushRun(google::protobuf::Message* parent, const google::protobuf::FieldDescriptor* field, int pos,
                 google::protobuf::Message* from, const google::protobuf::FieldDescriptor* source);
-    // Removes the elements at the ascending positions.
-    int Remove(google::protobuf::Message* parent, const google::protobuf::FieldDescriptor* field,
+    // Removes, of the `size` elements, those at the ascending positions.
+    int Remove(google::protobuf::Message* parent, const google::protobuf::FieldDescriptor* field, int size,
                const std::vector<int32_t>& positions);
 
     ProtobufRecordUtil& Util() { return m_util; }

@@ -17,7 +17,9 @@ int CopyElements(ProtobufRecordUtil& util, const Message& parent, const FieldDes
     const Reflection* reflection = parent.GetReflection();
     if (field->cpp_type() == FieldDescriptor::CPPTYPE_ENUM) {
         // Get hands out no enum elements.
-        for (const int32_t position : SelectPositions(ranges, reflection->FieldSize(parent, field))) {
+        std::vector<int32_t> positions;
+        SelectPositions(ranges, reflection->FieldSize(parent, field), positions);
+        for (const int32_t position : positions) {
             scratch->GetReflection()->AddEnumValue(scratch, field,
                                                    reflection->GetRepeatedEnumValue(parent, field, position));
         }
@@ -30,29 +32,35 @@ int CopyElements(ProtobufRecordUtil& util, const Message& parent, const FieldDes
 
 }  // namespace
 
-std::vector<int32_t> SelectPositions(const OstraneCommon::IndexRangeList& ranges, int size) {
+void SelectPositions(const OstraneCommon::IndexRangeList& ranges, int size, std::vector<int32_t>& out) {
     std::vector<OstraneCommon::ElementRun> runs;
+    runs.reserve(ranges.size());
+    bool isAscending = true;
     for (const auto& range : ranges) {
         const OstraneCommon::ElementRun run = OstraneCommon::ClipRange(range, size);
         if (run.begin < run.end) {
+            isAscending = isAscending && (runs.empty() || runs.back().begin <= run.begin);
             runs.push_back(run);
         }
     }
-    std::sort(runs.begin(), runs.end(),
-              [](const OstraneCommon::ElementRun& a, const OstraneCommon::ElementRun& b) { return a.begin < b.begin; });
-    std::vector<int32_t> positions;
+    if (!isAscending) {
+        std::sort(runs.begin(), runs.end(), [](const OstraneCommon::ElementRun& a, const OstraneCommon::ElementRun& b) {
+            return a.begin < b.begin;
+        });
+    }
+    out.clear();
     int next = 0;
     for (const OstraneCommon::ElementRun& run : runs) {
         for (int i = std::max(next, run.begin); i < run.end; ++i) {
-            positions.push_back(i);
+            out.push_back(i);
         }
         next = std::max(next, run.end);
     }
-    return positions;
 }
 
 OstraneCommon::IndexRangeList ResolveRanges(const PlanStep& step, const PlanParameters& parameters) {
     OstraneCommon::IndexRangeList ranges;
+    ranges.reserve(std::max<size_t>(step.ranges.size(), 1));
     if (step.subscript == SubscriptKind::Index) {
         const int32_t index = parameters.Index(step.index);
         ranges.emplace_back(index, index);

@@ -33,7 +33,7 @@ struct SourceValues {
 };
 
 // The positions that the ranges select in an array of `size`, ascending.
-std::vector<int32_t> SelectPositions(const OstraneCommon::IndexRangeList& ranges, int size);
+void SelectPositions(const OstraneCommon::IndexRangeList& ranges, int size, std::vector<int32_t>& out);
 
 OstraneCommon::IndexRangeList ResolveRanges(const PlanStep& step, const PlanParameters& parameters);
 

@@ -87,7 +87,7 @@ int StatementExecutor::Select(bool loneMustExist) {
         return CheckStrict(last, 0, true);
     }
     if (m_statement.where < 0 || m_compiled.options.strict) {
-        m_result.positions = SelectPositions(Ranges(), m_location.size);
+        SelectPositions(Ranges(), m_location.size, m_result.positions);
         const int ret = CheckStrict(last, m_location.size, m_result.positions.empty());
         if (ret != 0 || m_statement.where < 0) {
             m_result.matched = static_cast<int64_t>(m_result.positions.size());
@@ -149,7 +149,7 @@ int StatementExecutor::RemoveSelected() {
         return 0;
     }
     Message* parent = Open(m_root, m_statement.path, m_parameters);
-    const int ret = RecordWriter(m_record).Remove(parent, m_statement.Field(), m_result.positions);
+    const int ret = RecordWriter(m_record).Remove(parent, m_statement.Field(), m_location.size, m_result.positions);
     m_result.changed = m_result.matched;
     m_result.sizeAfter = m_result.sizeBefore - static_cast<int32_t>(m_result.changed);
     return ret == 0 ? 0 : FailOperation(ret);

@@ -140,7 +140,9 @@ int RunAll(const CompiledStatements& compiled, const PlanParameters& parameters,
 
 int BoundPlan::Execute(ProtobufRecord& record, ExecutionResult& result) const {
     result.code = 0;
-    result.error.Clear();
+    if (result.error.code != 0) {
+        result.error.Clear();
+    }
     if (m_pCompiled == nullptr || record.m_pMessage == nullptr) {
         result.statements.clear();
         return result.code = TellPlain(OstraneErrCode::GEN_ERR_ERR, "there is no plan, or no message", result.error);

@@ -94,7 +94,9 @@ void StatementResult::Clear() {
     number = 0;
     text.clear();
     code = 0;
-    error.Clear();
+    if (error.code != 0) {
+        error.Clear();
+    }
     field = nullptr;
     matched = 0;
     changed = 0;
