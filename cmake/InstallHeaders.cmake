@@ -11,7 +11,6 @@ set(publicHeaders
   expr/parse_context.h
   expr/statement.h
   record/codec.h
-  record/file_bytes.h
   record/input_error.h
   record/record_file.h
   record/schema.h

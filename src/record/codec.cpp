@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <new>
 #include <string_view>
 #include <vector>
 
@@ -271,6 +272,9 @@ int DecodeRecord(RecordFormat format, const char* bytes, size_t size, const Code
             HintAtFormat(format, std::string_view(bytes, size), error);
         }
         return code;
+    } catch (const std::bad_alloc&) {
+        error = InputError();
+        return FailInput(error, OstraneErrCode::GEN_ERR_ERR, "out of memory");  // what needs none
     } catch (const std::exception& exception) {
         return FailInput(error, OstraneErrCode::GEN_ERR_ERR,
                          std::string("the record cannot be read: ") + exception.what());
@@ -282,6 +286,9 @@ int EncodeRecord(RecordFormat format, const Message& message, const CodecOptions
     error = InputError();
     try {
         return Encode(format, message, options, bytes, error);
+    } catch (const std::bad_alloc&) {
+        error = InputError();
+        return FailInput(error, OstraneErrCode::GEN_ERR_ERR, "out of memory");  // what needs none
     } catch (const std::exception& exception) {
         return FailInput(error, OstraneErrCode::GEN_ERR_ERR,
                          std::string("the record cannot be written: ") + exception.what());

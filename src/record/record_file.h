@@ -17,8 +17,9 @@
 namespace OstraneRecord {
 
 // Makes a record of the type with this full name and reads the file into it. The file's ending tells the format,
-// which is one of a single record: JSON, text or binary. Returns 0, or a negative code with the file, and the
-// place in it, in `error`, and `out` untouched. No exception leaves it. The schema outlives the record.
+// which is one of a single record: JSON, text or binary. Returns 0, or a negative code with the reason in
+// `error`, with the file and the place where these are at fault, and `out` untouched. No exception leaves it. The
+// schema outlives the record.
 int LoadRecordFile(const std::string& file, const Schema& schema, const std::string& type, const CodecOptions& options,
                    std::unique_ptr<google::protobuf::Message>& out, InputError& error);
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "common/protobuf_record_util.h"
+#include "record/record_location.h"
 
 namespace OstraneRecord {
 namespace {
@@ -31,11 +32,18 @@ bool CanCopy(const Message& message, const FieldDescriptor* field) {
     }
     const bool isFloating =
         field->cpp_type() == FieldDescriptor::CPPTYPE_FLOAT || field->cpp_type() == FieldDescriptor::CPPTYPE_DOUBLE;
-    return !isFloating || message.GetReflection()->HasField(message, field);
+    return !isFloating || message.GetReflection()->HasField(message, field) || !HasValue(message, field);
 }
 
 // Puts a copy of what `from` holds in the field into `to`, where it holds nothing. False when it cannot.
 bool CopyField(Message* from, const FieldDescriptor* field, Message* to) {
+    const Reflection* reflection = from->GetReflection();
+    if (!field->is_repeated() && field->message_type() != nullptr) {
+        if (reflection->HasField(*from, field)) {
+            to->GetReflection()->MutableMessage(to, field)->CopyFrom(reflection->GetMessage(*from, field));
+        }
+        return true;
+    }
     ProtobufRecord record;
     MutableProtobufField target = {to, field};
     OstraneCommon::PbField source;

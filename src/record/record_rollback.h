@@ -11,7 +11,8 @@
 namespace OstraneRecord {
 
 // A statement changes what lies in one field of the record, and perhaps the other members of its oneof. That
-// alone is copied, so that a list costs what it changes and not what the record holds.
+// alone is copied, so that a list costs what it changes and not what the record holds. Beside a map, and a number
+// without presence that may be minus zero, the whole record is.
 class RecordRollback {
 public:
     explicit RecordRollback(google::protobuf::Message* message) : m_message(message) {}

@@ -23,6 +23,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <map>
+#include <new>
 #include <set>
 #include <utility>
 
@@ -384,6 +385,10 @@ int RunLoad(std::unique_ptr<SchemaState>& target, InputError& error, Load load) 
         const int code = load(*state);
         target = code == 0 ? std::move(state) : nullptr;
         return code;
+    } catch (const std::bad_alloc&) {
+        target.reset();
+        error = InputError();
+        return FailInput(error, GEN_ERR_ERR, "out of memory");  // what needs none
     } catch (const std::exception& exception) {
         target.reset();
         return FailInput(error, GEN_ERR_ERR, std::string("the schema cannot be loaded: ") + exception.what());
@@ -397,12 +402,11 @@ int Schema::ImportProto(const std::string& file, const std::vector<std::string>&
 }
 
 int Schema::ImportDescriptorSet(const std::string& file, InputError& error) {
-    std::string bytes;
-    m_pState.reset();
-    if (ReadFileBytes(file, bytes, error) != 0) {
-        return error.code;
-    }
-    return ImportDescriptorSetBytes(bytes.data(), bytes.size(), file, error);
+    return RunLoad(m_pState, error, [&](SchemaState& state) {
+        std::string bytes;
+        const int code = ReadFileBytes(file, bytes, error);
+        return code != 0 ? code : ImportSetInto(state, bytes.data(), bytes.size(), file, error);
+    });
 }
 
 int Schema::ImportDescriptorSetBytes(const char* bytes, size_t size, const std::string& name, InputError& error) {

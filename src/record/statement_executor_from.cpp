@@ -77,6 +77,7 @@ int StatementExecutor::RunPushFrom() {
     if (ret != 0) {
         return ret;
     }
+    TellPushed(pos, source.count);
     RecordWriter writer(m_record);
     Message* parent = Open(m_root, m_statement.path, m_parameters);
     const FieldDescriptor* field = m_statement.Field();
@@ -87,11 +88,7 @@ int StatementExecutor::RunPushFrom() {
     } else {
         ret = writer.PushRun(parent, field, pos, source.scratch.get(), source.field);
     }
-    if (ret != 0) {
-        return FailOperation(ret);
-    }
-    TellPushed(pos, source.count);
-    return 0;
+    return ret == 0 ? 0 : FailOperation(ret);
 }
 
 int StatementExecutor::RunSetRunFrom() {
@@ -125,6 +122,8 @@ int StatementExecutor::RunSetRunFrom() {
     if (ret != 0) {
         return ret;
     }
+    TellPushed(begin, source.count);
+    m_result.sizeAfter = m_result.sizeBefore;
     RecordWriter writer(m_record);
     Message* parent = Open(m_root, m_statement.path, m_parameters);
     MutableProtobufField handle = {parent, last.field};
@@ -137,12 +136,7 @@ int StatementExecutor::RunSetRunFrom() {
         run.SetField(source.scratch.get(), source.field, true);
         ret = writer.Util().SetWithPbField(handle, begin, end, run);
     }
-    if (ret != 0) {
-        return FailOperation(ret);
-    }
-    TellPushed(begin, source.count);
-    m_result.sizeAfter = m_result.sizeBefore;
-    return 0;
+    return ret == 0 ? 0 : FailOperation(ret);
 }
 
 int StatementExecutor::RunSetFieldFrom() {

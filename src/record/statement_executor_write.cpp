@@ -274,14 +274,11 @@ int StatementExecutor::RunSetEach() {
 
 // One element, known since it was bound, whose position is inside the array.
 int StatementExecutor::RunPreparedSet(AssignExpr& set) {
-    MutableProtobufField handle = {Open(m_root, m_statement.path, m_parameters), m_statement.Field()};
-    const int ret = ProtobufRecordUtil(m_record).SetWithExpr(handle, set.Tree());
-    if (ret != 0) {
-        return FailOperation(ret);
-    }
     m_result.positions.push_back(m_location.index);
     m_result.matched = m_result.changed = 1;
-    return 0;
+    MutableProtobufField handle = {Open(m_root, m_statement.path, m_parameters), m_statement.Field()};
+    const int ret = ProtobufRecordUtil(m_record).SetWithExpr(handle, set.Tree());
+    return ret == 0 ? 0 : FailOperation(ret);
 }
 
 int StatementExecutor::RunSetElements() {
@@ -359,13 +356,10 @@ int StatementExecutor::RunPreparedPush(AssignExpr& push, int pos) {
     if (ret != 0) {
         return ret;
     }
+    TellPushed(pos, 1);
     MutableProtobufField handle = {Open(m_root, m_statement.path, m_parameters), m_statement.Field()};
     ret = ProtobufRecordUtil(m_record).PushWithExpr(handle, push.Tree());
-    if (ret != 0) {
-        return FailOperation(ret);
-    }
-    TellPushed(pos, 1);
-    return 0;
+    return ret == 0 ? 0 : FailOperation(ret);
 }
 
 int StatementExecutor::RunPush() {
@@ -396,15 +390,13 @@ int StatementExecutor::RunPush() {
     if (ret != 0) {
         return ret;
     }
+    TellPushed(pos, count);
     Message* parent = Open(m_root, m_statement.path, m_parameters);
     ret = RecordWriter(m_record).Push(parent, m_statement.Field(), pos, m_statement.value, values);
-    if (ret != 0) {
-        return FailOperation(ret);
-    }
-    TellPushed(pos, count);
-    return 0;
+    return ret == 0 ? 0 : FailOperation(ret);
 }
 
+// Told before it is done: telling takes memory, and what failed forgets it again.
 void StatementExecutor::TellPushed(int pos, int count) {
     m_result.matched = m_result.changed = count;
     m_result.sizeAfter = m_result.sizeBefore + count;

@@ -55,7 +55,11 @@ public:
         m_open.pop_back();
         return Add(std::move(list));
     }
-    bool parse_error(size_t position, const std::string&, const nlohmann::json::exception&) {
+    bool parse_error(size_t position, const std::string& token, const nlohmann::json::exception& reason) {
+        constexpr int OUT_OF_RANGE = 406;  // as the library numbers it: JSON, but no double
+        if (reason.id == OUT_OF_RANGE) {
+            return Fail(OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE, "no number is as large as " + token);
+        }
         // Most of what is no JSON is a text as one would type it.
         return Fail(OstraneErrCode::GEN_ERR_ERR,
                     "not JSON at byte " + std::to_string(position) + "; a text stands in double quotes");

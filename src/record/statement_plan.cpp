@@ -92,6 +92,14 @@ bool NeedsMemory(const CompiledStatement& statement) {
            statement.kind != StatementKind::Clear;
 }
 
+// A statement that failed has selected and changed nothing.
+void ForgetChanges(StatementResult& result) {
+    result.matched = result.changed = 0;
+    result.sizeAfter = result.sizeBefore;
+    result.positions.clear();
+    result.elements.clear();
+}
+
 int RunStatement(const CompiledStatements& compiled, const CompiledStatement& statement,
                  const PlanParameters& parameters, ProtobufRecord& record, StatementResult& result) {
     Failure failure;
@@ -99,14 +107,13 @@ int RunStatement(const CompiledStatements& compiled, const CompiledStatement& st
     const int ret = executor.Run();
     if (ret != 0) {
         result.code = Tell(failure, compiled.text, statement.number, result.error);
-        result.matched = result.changed = 0;
-        result.positions.clear();
-        result.elements.clear();
+        ForgetChanges(result);
     }
     return ret;
 }
 
 // The results of a former run are filled again, so that a plan that runs on many records asks for memory once.
+// Whatever throws, the result is of this run.
 void BeginResult(const CompiledStatement& statement, StatementResult& result) {
     result.Clear();
     result.number = statement.number;
@@ -122,8 +129,8 @@ int RunAll(const CompiledStatements& compiled, const PlanParameters& parameters,
     for (size_t i = 0; i < count; ++i) {
         const CompiledStatement& statement = compiled.statements[i];
         StatementResult& own = result.statements[i];
-        BeginResult(statement, own);
         resultCount = i + 1;
+        BeginResult(statement, own);
         if (count > 1 && IsChange(statement) && (i + 1 < count || NeedsMemory(statement))) {
             rollback.Keep(statement.path.front().field);
         }
@@ -165,17 +172,22 @@ int BoundPlan::Execute(ProtobufRecord& record, ExecutionResult& result) const {
     if (result.code != 0) {
         result.statements.resize(resultCount);
         StatementError ignored;
-        Guard(ignored, [&rollback, &result]() {
-            rollback.Restore();
+        const bool isRestored = Guard(ignored, [&rollback]() {
+                                    rollback.Restore();
+                                    return 0;
+                                }) == 0;
+        if (!result.statements.empty() && result.statements.back().code == 0) {
             // What threw has told nothing yet.
-            if (!result.statements.empty() && result.statements.back().code == 0) {
-                result.statements.back().code = result.code;
-                result.statements.back().error = result.error;
-            }
-            return 0;
-        });
+            StatementResult& last = result.statements.back();
+            last.code = result.code;
+            ForgetChanges(last);
+            Guard(ignored, [&last, &result]() {
+                last.error = result.error;
+                return 0;
+            });
+        }
         for (StatementResult& statement : result.statements) {
-            statement.undone = statement.code == 0;
+            statement.undone = isRestored && statement.code == 0;
         }
     }
     return result.code;
@@ -271,12 +283,15 @@ size_t StatementPlan::StatementCount() const {
 }
 
 bool StatementPlan::HasElements(size_t index) const {
-    const StatementKind kind = m_pCompiled->statements.at(index).kind;
+    if (index >= StatementCount()) {
+        return false;
+    }
+    const StatementKind kind = m_pCompiled->statements[index].kind;
     return kind == StatementKind::Get || kind == StatementKind::Take;
 }
 
 bool StatementPlan::Changes(size_t index) const {
-    return IsChange(m_pCompiled->statements.at(index));
+    return index < StatementCount() && IsChange(m_pCompiled->statements[index]);
 }
 
 std::vector<std::string> StatementPlan::ParameterNames() const {

@@ -16,8 +16,8 @@
 // compiled, parameters when they are bound; what depends on the record alone is left for execution. A list
 // changes a record wholly or not at all, with the help of a copy of each of the record's fields that it changes;
 // a single statement makes all its checks before it writes, and copies nothing. (Memory that runs out while a
-// single statement writes is the one failure that can leave it half done.) No exception leaves these
-// functions, and no record, statement or parameter aborts the process.
+// single statement writes is the one failure that can leave it half done; not all of protobuf's containers outlive
+// it.) No exception leaves what returns a code, and no record, statement or parameter aborts the process.
 #ifndef OSTRANE_RECORD_STATEMENT_PLAN_H_
 #define OSTRANE_RECORD_STATEMENT_PLAN_H_
 
@@ -86,7 +86,8 @@ public:
 
     const std::string& Text() const;
     size_t StatementCount() const;
-    // Whether statement `index`, from 0, hands elements out (GET, TAKE), and whether it changes the record.
+    // Whether statement `index`, from 0, hands elements out (GET, TAKE), and whether it changes the record; false of
+    // one that is not there.
     bool HasElements(size_t index) const;
     bool Changes(size_t index) const;
     // Of the parameters written `:name`, each once, without the colon.

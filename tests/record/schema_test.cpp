@@ -284,7 +284,9 @@ TEST(DescriptorSet, WhatIsNoSet) {
     TempFolder folder;
     Schema schema;
     InputError error;
+    error.line = 2;
     EXPECT_EQ(schema.ImportDescriptorSet(folder.At("none"), error), -256);
+    EXPECT_EQ(error.line, 0) << "nothing of an earlier error";
     EXPECT_EQ(Show(error, folder), "DIR/none: cannot be opened: No such file or directory");
     EXPECT_EQ(schema.ImportDescriptorSet(folder.Write("empty", ""), error), -256);
     EXPECT_EQ(Show(error, folder), "DIR/empty: the descriptor set holds no files");

@@ -109,6 +109,9 @@ TEST(StatementMemory, OneStatementCopiesNoRecord) {
 TEST(StatementMemory, AListCopiesWhatItChangesForUndoing) {
     EXPECT_LT(BytesOf("PUSH scores = 7; SET items[0].qty = 8; SET level = 2; CLEAR tags"), kLarge / 16)
         << "the large field is not changed";
+    EXPECT_LT(BytesOf("SET profile.email = 'a'; SET profile.email = 'b'; PUSH scores = 1"), kLarge / 16)
+        << "a message that is there";
+    EXPECT_LT(BytesOf("SET balance = 1.5; PUSH scores = 1"), kLarge / 16) << "a number that is unset and may be";
     EXPECT_GT(BytesOf("PUSH keys = x'01'; PUSH scores = 8"), kLarge);
     EXPECT_LT(BytesOf("PUSH keys = x'01'; PUSH scores = 8; POP keys[1]; PUSH keys = x'02'"), 2 * kLarge) << "one copy";
     EXPECT_GT(BytesOf("PUSH scores = 8; PUSH keys = x'01'"), kLarge) << "memory may run out while the last one writes";
@@ -138,6 +141,46 @@ TEST(StatementMemory, NoFailedAllocationLeavesTheCompiler) {
         ASSERT_EQ(error.message, "out of memory");
     }
     EXPECT_GT(failures, 50);
+}
+
+// Runs with the k-th allocation failing, for every k until none does: what failed has changed nothing and says so.
+TEST(StatementMemory, NoFailedAllocationLeavesAHalfChangedRecord) {
+    for (const char* text : {"PUSH scores[1] = 7", "SET scores[1] = 7", "PUSH scores = [7, 8, 9]",
+                             "PUSH scores FROM scores", "PUSH tags = 'b'; PUSH scores = 1; POP scores[0]",
+                             "SET profile.email = 'a'; SET items[0].qty = 7; PUSH scores = 1"}) {
+        StatementPlan plan;
+        StatementError error;
+        BoundPlan bound;
+        ASSERT_EQ(StatementPlan::Compile(text, PlayerRecord::Type(), {}, plan, error), 0) << error.message;
+        ASSERT_EQ(plan.Bind({}, bound, error), 0);
+        int failures = 0;
+        for (long k = 0;; ++k) {
+            SCOPED_TRACE(text + std::string(", allocation ") + std::to_string(k));
+            PlayerRecord player("scores: [1, 2, 3] items { sku: \"a\" qty: 1 } tags: \"t\" profile { email: \"m\" }");
+            const std::string before = player.Message().SerializeAsString();
+            ExecutionResult result;
+            failAfter = k;
+            isCounted = true;
+            const int ret = bound.Execute(player.Record(), result);
+            isCounted = false;
+            failAfter = -1;
+            if (ret == 0) {
+                break;
+            }
+            ++failures;
+            ASSERT_EQ(ret, GEN_ERR_ERR);
+            EXPECT_EQ(result.error.message, "out of memory");
+            EXPECT_EQ(player.Message().SerializeAsString(), before);
+            EXPECT_EQ(result.Changed(), 0);
+            for (const StatementResult& statement : result.statements) {
+                const bool isLast = &statement == &result.statements.back();
+                EXPECT_EQ(statement.code, isLast ? GEN_ERR_ERR : 0) << statement.number;
+                EXPECT_EQ(statement.undone, !isLast);
+                EXPECT_TRUE(!isLast || (statement.matched == 0 && statement.positions.empty()));
+            }
+        }
+        EXPECT_GT(failures, 1) << text;
+    }
 }
 
 // The number that the next file gets: a larger one tells that a file was left open.

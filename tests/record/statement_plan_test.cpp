@@ -1,6 +1,7 @@
 // The interface around the statements: compiling, binding, results, reports.
 #include <google/protobuf/arena.h>
 #include <google/protobuf/descriptor.pb.h>
+#include <google/protobuf/dynamic_message.h>
 #include <google/protobuf/unknown_field_set.h>
 #include <gtest/gtest.h>
 
@@ -254,6 +255,42 @@ TEST(StatementPlan, ARecordOfAnotherTypeIsRefused) {
     EXPECT_EQ(StatementPlan::Compile("GET scores", nullptr, {}, unmade, error), GEN_ERR_ERR);
 }
 
+// A generated class has one type; the same type may also come as a dynamic message.
+TEST(StatementPlan, OfAGeneratedTypeEveryClassOfItIsARecordAndNoOtherIs) {
+    StatementPlan plan;
+    StatementError error;
+    const google::protobuf::Descriptor* type = google::protobuf::FieldDescriptorProto::descriptor();
+    ASSERT_EQ(StatementPlan::Compile("SET number = 7", type, {}, plan, error), 0);
+    ExecutionResult result;
+    google::protobuf::FieldDescriptorProto generated;
+    EXPECT_EQ(plan.Execute(generated, {}, result), 0);
+    EXPECT_EQ(generated.number(), 7);
+    google::protobuf::DynamicMessageFactory factory;
+    const std::unique_ptr<google::protobuf::Message> dynamic(factory.GetPrototype(type)->New());
+    EXPECT_EQ(plan.Execute(*dynamic, {}, result), 0);
+    EXPECT_EQ(dynamic->ShortDebugString(), "number: 7");
+    google::protobuf::EnumValueDescriptorProto other;
+    EXPECT_EQ(plan.Execute(other, {}, result), COMMON_ERR_INVALID_EXPR_TYPE);
+    EXPECT_EQ(result.error.message, "the record is of another type than the statements were compiled for");
+    EXPECT_TRUE(result.statements.empty()) << "nothing of the run before";
+    EXPECT_EQ(other.ByteSizeLong(), 0U);
+}
+
+TEST(StatementPlan, SaysNothingOfStatementsThatAreNotThere) {
+    const StatementPlan plan = Compiled("GET scores; PUSH scores = 1");
+    EXPECT_TRUE(plan.HasElements(0));
+    EXPECT_TRUE(plan.Changes(1));
+    EXPECT_FALSE(plan.HasElements(2));
+    EXPECT_FALSE(plan.Changes(2));
+    const StatementPlan unmade;
+    EXPECT_FALSE(unmade.HasElements(0));
+    EXPECT_FALSE(unmade.Changes(0));
+    BoundPlan unbound;
+    ExecutionResult result;
+    PlayerRecord player;
+    EXPECT_EQ(unbound.Execute(player.Record(), result), GEN_ERR_ERR);
+}
+
 TEST(StatementPlan, AListOnAnArenaIsUndoneToo) {
     google::protobuf::Arena arena;
     std::unique_ptr<google::protobuf::Message> owned = PlayerRecord::NewPlayer();
@@ -362,6 +399,8 @@ TEST(ParameterValue, RefusesWhatItCannotHold) {
     EXPECT_EQ(ParameterValue::FromJson("18446744073709551616", value, message), GEN_ERR_ERR);
     EXPECT_EQ(message, "the integer 18446744073709551616 is beyond 64 bits");
     EXPECT_EQ(ParameterValue::FromJson("{\"a\": 1}", value, message), COMMON_ERR_INVALID_EXPR_TYPE);
+    EXPECT_EQ(ParameterValue::FromJson("1e400", value, message), COMMON_ERR_INVALID_EXPR_TYPE);
+    EXPECT_EQ(message, "no number is as large as 1e400");
     EXPECT_EQ(ParameterValue::FromJson("[1,", value, message), GEN_ERR_ERR);
     EXPECT_EQ(ParameterValue::FromJson("", value, message), GEN_ERR_ERR);
     EXPECT_EQ(ParameterValue::FromJson(std::string(100000, '['), value, message), COMMON_ERR_INVALID_EXPR_TYPE);
