@@ -95,17 +95,9 @@ void MoveTailTo(Message* message, const FieldDescriptor* field, int pos, int old
     }
 }
 
-// The bytes of a key, for looking many up.
+// A key as a text, for looking many up. Whole numbers are kept in 64 bits whatever their field's width.
 std::string KeyText(const FieldValue& key, const FieldDescriptor* field) {
-    if (field->cpp_type() == FieldDescriptor::CPPTYPE_STRING) {
-        return key.text;
-    }
-    // Kept in 64 bits by the statement and in fewer by the entry.
-    uint64_t bits = key.bits;
-    if (field->cpp_type() == FieldDescriptor::CPPTYPE_INT32 || field->cpp_type() == FieldDescriptor::CPPTYPE_UINT32) {
-        bits = static_cast<uint32_t>(bits);
-    }
-    return std::to_string(bits);
+    return field->cpp_type() == FieldDescriptor::CPPTYPE_STRING ? key.text : std::to_string(key.bits);
 }
 
 // From this many entries on in one literal they are looked up by hash.

@@ -2,9 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdlib>
 #include <functional>
-#include <new>
 #include <ostream>
 #include <string>
 #include <type_traits>
@@ -13,56 +11,9 @@
 #include "common/protobuf_record_util.h"
 #include "fields.pb.h"
 #include "host_libraries.h"
+#include "support/counted_heap.h"
 #include "support/expr_tree.h"
 #include "support/record_util_peer.h"
-
-namespace {
-
-// Of this thread.
-thread_local size_t allocations = 0;
-
-void* Allocate(size_t size) noexcept {
-    ++allocations;
-    return std::malloc(size == 0 ? 1 : size);
-}
-
-}  // namespace
-
-void* operator new(size_t size) {
-    void* const memory = Allocate(size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-void* operator new[](size_t size) {
-    return operator new(size);
-}
-// Those of a sanitizer's runtime would not go with the operators delete below.
-void* operator new(size_t size, const std::nothrow_t&) noexcept {
-    return Allocate(size);
-}
-void* operator new[](size_t size, const std::nothrow_t&) noexcept {
-    return Allocate(size);
-}
-void operator delete(void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, size_t) noexcept {
-    std::free(memory);
-}
 
 namespace {
 
@@ -407,9 +358,9 @@ TEST_F(FrameTest, ARefusedOperationWhoseLineIsNotWantedAllocatesNothing) {
             Util silent(m_record);
             TheHost().matchResult = HOST_MATCH_FAILED;
             TheHost().matches.clear();
-            const size_t before = allocations;
+            const size_t before = TheHeap().allocations;
             const int code = refusal.operation(silent);
-            EXPECT_EQ(allocations, before);
+            EXPECT_EQ(TheHeap().allocations, before);
             EXPECT_LT(code, 0);
             // The same operation, heard.
             SetBounds(NO_POINTER, NO_POINTER);

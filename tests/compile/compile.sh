@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Compiles what is installed and what must not compile, without building anything.
+# Compiles what is installed and what must not compile, without building anything, on all processors.
 #
 #   compile.sh light   every header alone, once; all headers together and the field operations once a compiler
 #                      and standard; every forbidden use and its allowed twin once a compiler
@@ -12,77 +12,67 @@ work=build/check/compile
 rm -rf "$work"
 mkdir -p "$work"
 
+# What every compiler is given. The version is what CMake defines for the sources of the program.
+export given=$work/given
 read -r -a packages <<<"$(pkg-config --cflags protobuf spdlog fmt)"
-warnings=(-Wall -Wextra -Wshadow -Wconversion -Werror)
-# What CMake defines for the sources of the program.
-given=('-DOSTRANE_VERSION="0"')
-count=0
-failed=0
-
-# try COMPILER STANDARD FLAGS.. FILE: whether it compiles; what the compiler says goes to $work/said.
-try() {
-    local compiler=$1 standard=$2
-    shift 2
-    "$compiler" "-std=c++$standard" -fsyntax-only -Isrc "${packages[@]}" "${warnings[@]}" "${given[@]}" "$@" >"$work/said" 2>&1
-}
-
-must_compile() {
-    count=$((count + 1))
-    if ! try "$@"; then
-        failed=$((failed + 1))
-        printf 'does not compile: %s\n' "$*"
-        cat "$work/said"
-    fi
-}
-
-# The allowed twin first: a forbidden use must fail by what it forbids alone.
-pair() {
-    must_compile "$@"
-    count=$((count + 1))
-    if try "${@:1:2}" -DFORBIDDEN "${@:3}"; then
-        failed=$((failed + 1))
-        printf 'compiles, and must not: %s\n' "$*"
-    fi
-}
+printf '%s\n' -fsyntax-only -Isrc "${packages[@]}" -Wall -Wextra -Wshadow -Wconversion -Werror \
+    '-DOSTRANE_VERSION=\"0\"' >"$given"
 
 mapfile -t headers < <(find src -name '*.h' | sort)
 mapfile -t sources < <(find src -name '*.cpp' | sort)
+pairs=(tests/compile/pairs/*.cpp)
+alone=()
 for header in "${headers[@]}"; do
+    alone+=("$work/alone_$(tr / _ <<<"${header#src/}").cpp")
     # Twice, so that a header without a guard is seen.
-    printf '#include "%s"\n#include "%s"\n' "${header#src/}" "${header#src/}" >"$work/alone_$(tr / _ <<<"${header#src/}").cpp"
+    printf '#include "%s"\n#include "%s"\n' "${header#src/}" "${header#src/}" >"${alone[-1]}"
     printf '#include "%s"\n' "${header#src/}" >>"$work/all_headers.cpp"
 done
 
-defines=("")
-if [[ $mode == full ]]; then
-    defines+=(-DNDEBUG)
-fi
-for compiler in g++ clang++; do
-    for standard in 17 20; do
-        for define in "${defines[@]}"; do
-            flags=(${define:+"$define"})
-            must_compile "$compiler" "$standard" "${flags[@]}" "$work/all_headers.cpp"
-            if [[ $mode == full ]]; then
-                for source in "${sources[@]}" "$work"/alone_*.cpp; do
-                    must_compile "$compiler" "$standard" "${flags[@]}" "$source"
-                done
-            else
-                must_compile "$compiler" "$standard" "${flags[@]}" src/common/protobuf_record_util.cpp
-            fi
-            if [[ $mode == full || $standard == 17 ]]; then
-                for file in tests/compile/pairs/*.cpp; do
-                    pair "$compiler" "$standard" "${flags[@]}" "$file"
-                done
-            fi
+# compilations OUTCOME FLAGS FILES..: a line for each file, to be compiled as the loop below says.
+compilations() {
+    printf "$1 $compiler -std=c++$standard $define $2 %s\n" "${@:3}"
+}
+
+# Of a pair, the allowed twin must compile, so that the forbidden one fails by what it forbids alone.
+list_pairs() {
+    compilations compiles "" "${pairs[@]}"
+    compilations fails -DFORBIDDEN "${pairs[@]}"
+}
+
+list_all() {
+    local compiler standard define
+    for compiler in g++ clang++; do
+        for standard in 17 20; do
+            for define in "" -DNDEBUG; do
+                if [[ $mode == full ]]; then
+                    compilations compiles "" "$work/all_headers.cpp" "${sources[@]}" "${alone[@]}"
+                    list_pairs
+                elif [[ ! $define ]]; then
+                    compilations compiles "" "$work/all_headers.cpp" src/common/protobuf_record_util.cpp
+                    [[ $standard != 17 ]] || list_pairs
+                    [[ $standard$compiler != 17g++ ]] || compilations compiles "" "${alone[@]}"
+                fi
+            done
         done
     done
-done
-if [[ $mode == light ]]; then
-    for source in "$work"/alone_*.cpp; do
-        must_compile g++ 17 "$source"
-    done
-fi
+}
 
-printf '%d compilations of %d headers, %d sources and %d pairs, %d not as they must be\n' "$count" "${#headers[@]}" \
-    "${#sources[@]}" "$(find tests/compile/pairs -name '*.cpp' | wc -l)" "$failed"
+# compilation OUTCOME COMPILER ARGUMENTS..: says what did not come out as it must.
+compilation() {
+    local must=$1 did=compiles said
+    shift
+    said=$("$@" "@$given" 2>&1) || did=fails
+    if [[ $did != "$must" ]]; then
+        printf '%s, and must not: %s\n%s\n' "$did" "$*" "$said"
+    fi
+}
+export -f compilation
+
+list_all >"$work/list"
+xargs -a "$work/list" -P "$(nproc)" -I {} bash -c "compilation {}" | tee "$work/said"
+
+failed=$(grep -c ', and must not: ' "$work/said") || true
+printf '%d compilations of %d headers, %d sources and %d pairs, %d not as they must be\n' "$(wc -l <"$work/list")" \
+    "${#headers[@]}" "${#sources[@]}" "${#pairs[@]}" "$failed"
 ((failed == 0))

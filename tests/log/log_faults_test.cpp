@@ -1,74 +1,9 @@
 // Memory that runs out: every allocation of a step fails once, until a run meets none that fails.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <new>
-
 #include "log/log_category.h"
+#include "support/counted_heap.h"
 #include "support/temp_folder.h"
-
-namespace {
-
-constexpr int NEVER = 0;
-
-// The allocation of this thread that fails, counted down from the arming on.
-thread_local int allocationsLeft = NEVER;
-thread_local bool hasFailed = false;
-
-bool FailsNow() {
-    if (allocationsLeft == NEVER || --allocationsLeft != 0) {
-        return false;
-    }
-    hasFailed = true;
-    return true;
-}
-
-}  // namespace
-
-void* operator new(size_t size) {
-    void* const memory = FailsNow() ? nullptr : std::malloc(size == 0 ? 1 : size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-
-void* operator new(size_t size, const std::nothrow_t&) noexcept {
-    return FailsNow() ? nullptr : std::malloc(size == 0 ? 1 : size);
-}
-
-// Of arrays too: those of a sanitizer's runtime do not come by the ones above.
-void* operator new[](size_t size) {
-    return operator new(size);
-}
-
-void* operator new[](size_t size, const std::nothrow_t& tag) noexcept {
-    return operator new(size, tag);
-}
-
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-
-void operator delete[](void* memory, size_t) noexcept {
-    std::free(memory);
-}
-
-void operator delete[](void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
-}
-
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-
-void operator delete(void* memory, size_t) noexcept {
-    std::free(memory);
-}
-
-void operator delete(void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
-}
 
 namespace {
 
@@ -78,15 +13,17 @@ using OstraneLog::LogChannel;
 // Returns how many failed.
 template <typename Step, typename Check>
 int SweepAllocations(const Step& step, const Check& check) {
-    for (int k = 1;; ++k) {
-        hasFailed = false;
-        allocationsLeft = k;
+    CountedHeap& heap = TheHeap();
+    heap.failsOnce = true;
+    for (int k = 0;; ++k) {
+        heap.hasFailed = false;
+        heap.left = k;
         step();
-        allocationsLeft = NEVER;
+        heap.left = CountedHeap::ALL;
         SCOPED_TRACE("allocation " + std::to_string(k));
-        check(hasFailed);
-        if (!hasFailed || testing::Test::HasFailure()) {
-            return k - 1;
+        check(heap.hasFailed);
+        if (!heap.hasFailed || testing::Test::HasFailure()) {
+            return k;
         }
     }
 }

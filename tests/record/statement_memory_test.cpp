@@ -3,14 +3,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <memory>
-#include <new>
 #include <string>
 #include <vector>
 
 #include "player_record.h"
 #include "record/record_file.h"
+#include "support/counted_heap.h"
 
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
@@ -23,66 +22,6 @@
 #if defined(OSTRANE_FINDS_LEAKS)
 #include <sanitizer/lsan_interface.h>
 #endif
-
-namespace {
-
-// Of this thread, while it is counted.
-thread_local bool isCounted = false;
-thread_local size_t allocatedBytes = 0;
-thread_local long failAfter = -1;  // allocations that still succeed; -1: all
-
-void* Allocate(size_t size) {
-    if (isCounted) {
-        allocatedBytes += size;
-        if (failAfter == 0) {
-            throw std::bad_alloc();
-        }
-        failAfter -= failAfter > 0 ? 1 : 0;
-    }
-    void* memory = std::malloc(size == 0 ? 1 : size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-
-}  // namespace
-
-void* operator new(size_t size) {
-    return Allocate(size);
-}
-void* operator new[](size_t size) {
-    return Allocate(size);
-}
-// Those of a sanitizer's runtime would not go with the operators delete below.
-void* operator new(size_t size, const std::nothrow_t&) noexcept {
-    try {
-        return Allocate(size);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
-}
-void* operator new[](size_t size, const std::nothrow_t& tag) noexcept {
-    return operator new(size, tag);
-}
-void operator delete(void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, size_t) noexcept {
-    std::free(memory);
-}
 
 namespace {
 
@@ -120,11 +59,9 @@ size_t BytesOf(const std::string& statements) {
     EXPECT_EQ(StatementPlan::Compile(statements, PlayerRecord::Type(), {}, plan, error), 0) << error.message;
     EXPECT_EQ(plan.Bind({}, bound, error), 0);
     ExecutionResult result;
-    allocatedBytes = 0;
-    isCounted = true;
+    const size_t before = TheHeap().bytes;
     bound.Execute(player.Record(), result);
-    isCounted = false;
-    return allocatedBytes;
+    return TheHeap().bytes - before;
 }
 
 TEST(StatementMemory, OneStatementCopiesNoRecord) {
@@ -158,11 +95,9 @@ TEST(StatementMemory, NoFailedAllocationLeavesTheCompiler) {
     for (long k = 0;; ++k) {
         StatementPlan plan;
         StatementError error;
-        failAfter = k;
-        isCounted = true;
+        TheHeap().left = k;
         const int ret = StatementPlan::Compile(text, PlayerRecord::Type(), {}, plan, error);
-        isCounted = false;
-        failAfter = -1;
+        TheHeap().left = CountedHeap::ALL;
         if (ret != GEN_ERR_ERR) {
             EXPECT_EQ(ret, COMMON_ERR_INVALID_FIELD_NAME);
             break;
@@ -190,11 +125,9 @@ TEST(StatementMemory, NoFailedAllocationLeavesAHalfChangedRecord) {
             const std::string before = player.Message().SerializeAsString();
             ExecutionResult result;
             const LeaksOfProtobuf leaks;
-            failAfter = k;
-            isCounted = true;
+            TheHeap().left = k;
             const int ret = bound.Execute(player.Record(), result);
-            isCounted = false;
-            failAfter = -1;
+            TheHeap().left = CountedHeap::ALL;
             if (ret == 0) {
                 break;
             }
@@ -236,11 +169,9 @@ TEST(StatementMemory, NoFailedAllocationLeavesTheReadingOfAFile) {
     for (long k = 0;; ++k) {
         std::unique_ptr<google::protobuf::Message> message;
         const LeaksOfProtobuf leaks;
-        failAfter = k;
-        isCounted = true;
+        TheHeap().left = k;
         const int ret = LoadRecordFile(file, schema, type, {}, message, error);
-        isCounted = false;
-        failAfter = -1;
+        TheHeap().left = CountedHeap::ALL;
         if (ret == 0) {
             EXPECT_NE(message, nullptr);
             break;
@@ -266,11 +197,9 @@ TEST(StatementMemory, NoFailedAllocationLeavesTheReadingOfAValue) {
         for (long k = 0;; ++k) {
             ParameterValue value = ParameterValue::MakeInt(7);
             std::string message;
-            failAfter = k;
-            isCounted = true;
+            TheHeap().left = k;
             const int ret = ParameterValue::FromJson(text, value, message);
-            isCounted = false;
-            failAfter = -1;
+            TheHeap().left = CountedHeap::ALL;
             if (message != "out of memory") {
                 EXPECT_EQ(ret, text == kNoJson ? GEN_ERR_ERR : 0) << message;
                 EXPECT_EQ(message, text == kNoJson ? "not JSON at byte 58; a text stands in double quotes" : "");
@@ -294,11 +223,9 @@ TEST(StatementMemory, NoFailedAllocationLeavesTheReadingOfParameters) {
             StatementParameters parameters;
             parameters.positional.push_back(ParameterValue::MakeInt(7));
             InputError error;
-            failAfter = k;
-            isCounted = true;
+            TheHeap().left = k;
             const int ret = StatementParameters::FromJson(values, parameters, error);
-            isCounted = false;
-            failAfter = -1;
+            TheHeap().left = CountedHeap::ALL;
             if (error.message != "out of memory") {
                 EXPECT_EQ(ret, isJson ? 0 : GEN_ERR_ERR);
                 EXPECT_EQ(parameters.positional.size(), isJson ? 3U : 1U);
@@ -328,11 +255,9 @@ TEST(StatementMemory, NoFailedAllocationLeavesAnExecution) {
     int failures = 0;
     for (long k = 0;; ++k) {
         ExecutionResult result;
-        failAfter = k;
-        isCounted = true;
+        TheHeap().left = k;
         const int ret = bound.Execute(player.Record(), result);
-        isCounted = false;
-        failAfter = -1;
+        TheHeap().left = CountedHeap::ALL;
         ASSERT_EQ(player.Show(), before);
         if (ret != GEN_ERR_ERR) {
             EXPECT_EQ(ret, COMMON_ERR_INVALID_ARRAY_INDEX);
