@@ -5,6 +5,7 @@
 #include "operation_fixture.h"
 #include "support/broken_message.h"
 #include "support/reflection_faults.h"
+#include "support/watched_log.h"
 
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
@@ -288,6 +289,36 @@ TEST_F(AssignmentFaultsTest, PushRemovesAnElementWithoutDescriptorOrReflection) 
         EXPECT_EQ(broken->clearCount, 1);
         EXPECT_EQ(elements->ClearedCount(), 1);
     }
+}
+
+// Whoever reads the record while the line is written meets no element that is about to leave.
+TEST_F(AssignmentFaultsTest, ARefusedElementIsRemovedBeforeItsLineIsWritten) {
+    struct Row {
+        const char* field;
+        Expr* entry;
+        std::vector<int> sizes;  // at each line, of a field that had one element
+    };
+    const Row rows[] = {
+        {"many_strict", m_tree.Text("no assignment"), {1}},
+        {"many_strict", m_tree.Assign("nowhere", m_tree.Int(1)), {1}},
+        // The assignment that fails speaks first, of the element that is there.
+        {"many_strict", m_tree.Assign("id", m_tree.Text("x")), {2, 1}},
+        {"many_strict", m_tree.Assign("note", m_tree.Text("x")), {1}},
+        {"many_message", m_tree.Int(1), {1}},  // an element without reflection
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.field + (" " + row.entry->ToStr()));
+        MessageMaker maker(MessageKind::DynamicOnHeap, fields::Fields::descriptor());
+        Message* message = maker.Make("many_strict {id: 1} many_message {a: 1}");
+        Elements(message, "many_message")->AddCleared(new BrokenMessage(fields::Plain::descriptor(), nullptr));
+        const MutableProtobufField field = Field(message, row.field);
+        std::vector<int> sizes;
+        WatchedLog watched([&] { sizes.push_back(message->GetReflection()->FieldSize(*message, field.m_pFieldDesc)); });
+        m_record.m_pLog = watched.Category();
+        EXPECT_LT(Push(field, m_tree.Push("0", {row.entry})), 0);
+        EXPECT_EQ(sizes, row.sizes);
+    }
+    m_record.m_pLog = m_log.Category();
 }
 
 }  // namespace

@@ -386,6 +386,31 @@ TEST_F(FaultTest, AFailedAddLeavesAFieldThatIsItsOwnSource) {
     }
 }
 
+// Only -1 and what lies behind the end are told apart; other positions are the caller's, and reach the worker.
+TEST_F(FaultTest, APositionBeforeTheFieldIsNotRefused) {
+    MessageMaker maker(MessageKind::GeneratedOnHeap, fields::Fields::descriptor());
+    const char* const content = "many_int32: [1, 2] many_message: [{a: 1}, {a: 2}]";
+    Message* source = maker.Make(content);
+    Message* target = maker.Make(content);
+    const std::string before = Show(*target);
+    for (int pos : {-2, -3, std::numeric_limits<int>::min()}) {
+        SCOPED_TRACE(pos);
+        {
+            const ReflectionFault fault(ReflectionCall::MutableInt32s);
+            EXPECT_EQ(PushFrom(Field(target, "many_int32"), pos, Source(source, "many_int32", false)), GENERIC);
+        }
+        {
+            const ReflectionFault fault(ReflectionCall::AddMessage);
+            EXPECT_EQ(PushFrom(Field(target, "many_message"), pos, Source(source, "many_message", false)), GENERIC);
+        }
+        EXPECT_EQ(m_log.TakeLines(),
+                  (Lines{"ERROR src/common/protobuf_record_util.h PushRepeatedField: "
+                         "pRepeated(fields.Fields.many_int32) is null",
+                         Line("PushRepeatedMessageWithPbField", "Add element(fields.Fields.many_message) failed")}));
+    }
+    EXPECT_EQ(Show(*target), before);
+}
+
 TEST_F(FaultTest, AReplacedFieldStaysEmptyWhenItsRefillFails) {
     m_log.Channel().SetBounds(-1, 300);
     MessageMaker maker(MessageKind::GeneratedOnHeap, fields::Fields::descriptor());

@@ -196,6 +196,10 @@ TEST_F(FrameTest, ACodeIsReturnedWhetherOrNotItsLineIsWritten) {
     MutableProtobufField enums = Field("many_enum");
     ProtobufField readableEnums = {&m_message, enums.m_pFieldDesc};
     const int32_t value = 7;
+    Expr& noAssignment = m_tree.Set("0", {m_tree.Text("x")});
+    Expr& setFirst = SetTo("0", "$");
+    Expr& pushFirst = PushTo("0", "$");
+    Expr& popWithoutIndex = *m_tree.Node(OstraneCommon::EXPR_OP_POP, "", {m_tree.Int(1)});
     using Util = ProtobufRecordUtil;
     using Peer = ProtobufRecordUtilPeer;
     const Failure failures[] = {
@@ -208,6 +212,24 @@ TEST_F(FrameTest, ACodeIsReturnedWhetherOrNotItsLineIsWritten) {
          "not found field 'x'"},
         {"push message", [&] { return Push("many_message", PushTo("0", "x")); }, -4889, "PushRepeatedMessageWithExpr",
          "cpp", "x not exist in fields.Plain"},
+        // Of one operand the value is shown, and not the tree below it.
+        {"set without assignment", [&] { return Set("many_int32", noAssignment); }, -4377, "SetWithExpr", "cpp",
+         "require assign expr, expr=<value>"},
+        {"set to no number",
+         [&] {
+             TheHost().isCastTaken = false;
+             return Set("many_int32", setFirst);
+         },
+         -5145, "SetRepeatedFieldWithExpr", "h", "expr type cast failed, field=fields.Fields.many_int32, expr=<value>"},
+        {"push of no number",
+         [&] {
+             TheHost().isCastTaken = false;
+             return Push("many_int32", pushFirst);
+         },
+         -5145, "PushRepeatedFieldWithExpr", "h",
+         "expr type cast failed, field=fields.Fields.many_int32, expr=<value>"},
+        {"pop without index", [&] { return Util(m_record).PopWithExpr(ints, popWithoutIndex); }, -4633, "PopWithExpr",
+         "cpp", "invalid array index expr = <value>"},
         {"primitive",
          [&] {
              Util util(m_record);
@@ -383,6 +405,72 @@ TEST_F(FrameTest, AnUpdateReadsTheCategoryOfTheRecordTheOthersTheirCopy) {
     ASSERT_EQ(TheHost().lines.size(), 2U);
     EXPECT_EQ(TheHost().lines[0].category, &other);
     EXPECT_EQ(TheHost().lines[1].category, &m_category);
+}
+
+// Wherever a line stands: in an operation, in a step of it, or in a template.
+TEST_F(FrameTest, LinesGoToTheCategoryThatTheObjectCopied) {
+    LogCategory other = {nullptr, nullptr, nullptr};
+    fields::Fields nothing;
+    m_message.add_many_string("b");
+    MutableProtobufField ints = Field("many_int32");
+    MutableProtobufField strings = Field("many_string");
+    MutableProtobufField messages = Field("many_message");
+    MutableProtobufField one = Field("one_int32");
+    ProtobufField readableInts = {&m_message, ints.m_pFieldDesc};
+    ProtobufField readableStrings = {&m_message, strings.m_pFieldDesc};
+    PbField noInts;
+    noInts.SetField(&nothing, ints.m_pFieldDesc, false);
+    PbField firstString;
+    firstString.SetField(&m_message, strings.m_pFieldDesc, false);
+    firstString.SetArrayRange(0, 0);
+    Expr& twice = m_tree.Set("0", {m_tree.Int(1), m_tree.Int(1)});
+    Expr& setFirst = SetTo("0", "$");
+    Expr& pushFirst = PushTo("0", "$");
+    Expr& pushNowhere = PushTo("0", "x");
+    IndexRangeList ranges;
+    ExprVariant value;
+    const int32_t values[] = {7};
+    using Util = ProtobufRecordUtil;
+    using Peer = ProtobufRecordUtilPeer;
+    struct Row {
+        const char* function;  // of the last line
+        std::function<int(Util&)> operation;
+        size_t lines;
+    };
+    const Row rows[] = {
+        {"SetWithExpr", [&](Util& util) { return util.SetWithExpr(ints, twice); }, 1},
+        {"PushWithExpr", [&](Util& util) { return util.PushWithExpr(ints, twice); }, 1},
+        {"SetRepeatedFieldWithExpr", [&](Util& util) { return util.SetWithExpr(ints, setFirst); }, 1},
+        {"PushRepeatedFieldWithExpr", [&](Util& util) { return util.PushWithExpr(ints, pushFirst); }, 1},
+        {"SetRepeatedStringWithExpr", [&](Util& util) { return util.SetWithExpr(strings, setFirst); }, 1},
+        {"PushRepeatedMessageWithExpr", [&](Util& util) { return util.PushWithExpr(messages, pushNowhere); }, 1},
+        {"AssignField", [&](Util& util) { return Peer::AssignField(util, one, value); }, 1},
+        {"SetRepeatedField", [&](Util& util) { return Peer::SetRepeatedField(util, ints, 0, 1, values, 1); }, 1},
+        {"SetRepeatedStringWithPbField", [&](Util& util) { return util.SetWithPbField(strings, 0, 1, firstString); },
+         1},
+        {"PushWithPbField", [&](Util& util) { return util.PushWithPbField(ints, 0, noInts); }, 1},
+        {"PopRepeatedField", [&](Util& util) { return util.PopWithRange(ints, ranges, nullptr); }, 2},
+        {"PopRepeatedString", [&](Util& util) { return util.PopWithRange(strings, ranges, nullptr); }, 2},
+        {"GetRepeatedField",
+         [&](Util& util) { return util.GetWithRange(readableInts, false, ranges, nullptr, ints, nullptr); }, 2},
+        {"GetRepeatedString",
+         [&](Util& util) { return util.GetWithRange(readableStrings, false, ranges, nullptr, strings, nullptr); }, 2},
+    };
+    TheHost().isCastTaken = false;
+    TheHost().matchResult = HOST_MATCH_FAILED;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.function);
+        m_record.m_pLog = &m_category;
+        Util util(m_record);
+        m_record.m_pLog = &other;
+        TheHost().lines.clear();
+        row.operation(util);
+        ASSERT_EQ(TheHost().lines.size(), row.lines);
+        EXPECT_EQ(TheHost().lines.back().function, row.function);
+        for (const HostLine& line : TheHost().lines) {
+            EXPECT_EQ(line.category, &m_category);
+        }
+    }
 }
 
 TEST_F(FrameTest, ARecordWithoutCategoryIsWorkedOnSilently) {

@@ -336,7 +336,15 @@ TEST_F(GetTest, EnumSourcesAreRefused) {
     Fill("many_enum: [RED]");
     EXPECT_EQ(Get(Field(&m_message, "many_enum"), false, {}, nullptr, Field(&m_target, "many_enum")),
               OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE);
-    EXPECT_EQ(m_log.Lines(), (Lines{"ERROR src/common/protobuf_record_util.cpp GetWithRange: invalid type=8"}));
+    const std::string line = "ERROR src/common/protobuf_record_util.cpp GetWithRange: invalid type=8";
+    EXPECT_EQ(m_log.TakeLines(), (Lines{line}));
+    // Whatever the target is, and however few the elements are.
+    EXPECT_EQ(Get(Field(&m_message, "many_enum"), false, {}, nullptr, Field(&m_target, "many_int32")),
+              OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE);
+    m_message.clear_many_enum();
+    EXPECT_EQ(Get(Field(&m_message, "many_enum"), true, {}, nullptr, Field(&m_target, "many_enum")),
+              OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE);
+    EXPECT_EQ(m_log.Lines(), (Lines{line, line}));
 }
 
 // The scalar worker asks for the marks of an empty source too, the others do not.

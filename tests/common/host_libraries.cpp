@@ -63,10 +63,10 @@ std::string Expr::ToStr() const {
     return "<tree>";
 }
 
-int Expr::FindArrayMatchPositions(ExprResolver& /*resolver*/, ExprVariant& arrayVar, IndexRangeList& vecRange,
+int Expr::FindArrayMatchPositions(ExprResolver& resolver, ExprVariant& arrayVar, IndexRangeList& vecRange,
                                   std::vector<bool>& vecMatch, int& matchCount, int& minMatch, std::string& errmsg) {
-    TheHost().matches.push_back(
-        {m_self.m_type, arrayVar.m_type, arrayVar.m_data.pb, vecRange, vecMatch.size(), matchCount, minMatch});
+    TheHost().matches.push_back({&static_cast<ProtobuFieldResolver&>(resolver).Record(), m_self.m_type, arrayVar.m_type,
+                                 arrayVar.m_data.pb, vecRange, vecMatch.size(), matchCount, minMatch});
     errmsg = "<reason>";
     if (IsToFail()) {
         return HOST_MATCH_FAILED;

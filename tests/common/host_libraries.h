@@ -10,6 +10,7 @@
 
 #include "common/expr.h"
 #include "common/log.h"
+#include "common/protobuf_record.h"
 
 struct HostLine {
     LogCategory* category = nullptr;
@@ -23,6 +24,7 @@ struct HostLine {
 
 // What a matching was handed, before it wrote anything.
 struct HostMatch {
+    const ProtobufRecord* record = nullptr;  // of the resolver
     OstraneCommon::ExprType filterType = OstraneCommon::EXPR_NONE;
     OstraneCommon::ExprType arrayType = OstraneCommon::EXPR_NONE;
     OstraneCommon::PbField array = OstraneCommon::PbField();

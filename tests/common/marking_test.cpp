@@ -88,7 +88,8 @@ protected:
     Expr* m_filter = nullptr;
 };
 
-// The array as a whole, whether it may be consumed, no marks, none counted, and the lowest behind the last.
+// A resolver over the record, the array as a whole, whether it may be consumed, no marks, none counted, and the lowest
+// behind the last.
 TEST_F(MarkingTest, AMatchingIsHandedTheArrayAndNoMarks) {
     m_ranges = {{1, 1}, {0, -2}};
     for (Expr* filter : {static_cast<Expr*>(nullptr), m_tree.Bool(true)}) {
@@ -100,6 +101,7 @@ TEST_F(MarkingTest, AMatchingIsHandedTheArrayAndNoMarks) {
                 EXPECT_EQ(operation.run(name), 0);
                 ASSERT_EQ(TheHost().matches.size(), 1U);
                 const HostMatch& match = TheHost().matches[0];
+                EXPECT_EQ(match.record, &m_record);
                 EXPECT_EQ(match.filterType, filter == nullptr ? OstraneCommon::EXPR_NONE : OstraneCommon::EXPR_UINT);
                 EXPECT_EQ(match.arrayType, OstraneCommon::EXPR_UNRESOLVE);
                 EXPECT_EQ(match.array.pMap, nullptr);

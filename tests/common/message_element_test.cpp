@@ -320,8 +320,10 @@ TEST_F(MessageElementTest, AOneofMemberTakesThePlaceOfTheOther) {
     });
 }
 
-TEST_F(MessageElementTest, ExtensionsOfTheElementAreNotFoundByName) {
-    for (const std::string name : {"ext_int32", "fields.ext_int32", "[fields.ext_int32]"}) {
+TEST_F(MessageElementTest, ExtensionsOfTheElementAreNotFoundByNameNorFieldsByAnother) {
+    for (const std::string name : {"ext_int32", "fields.ext_int32", "[fields.ext_int32]",
+                                   // As JSON names it, and as a type does.
+                                   "oneInt32", "oneint32", "ONE_INT32"}) {
         ExpectPushRefused(Field("children"), m_tree.Push("0", {AssignInt(name, 1)}), BAD_NAME,
                           {Line("PushRepeatedMessageWithExpr: " + name + " not exist in fields.Fields")});
     }

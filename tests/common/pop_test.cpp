@@ -3,6 +3,8 @@
 #include "selection_fixture.h"
 #include "support/broken_message.h"
 
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
 namespace {
 
 using google::protobuf::Message;
@@ -25,6 +27,13 @@ TEST_F(PopTest, NoReflectionComesFirst) {
               OstraneErrCode::GEN_ERR_ERR);
     EXPECT_EQ(m_log.Lines(), (Lines{"ERROR src/common/protobuf_record_util.cpp PopWithExpr: GetReflection failed, "
                                     "field=fields.Fields.many_int32"}));
+    // Before everything is cleared, too.
+    Expr everything;
+    for (Expr* expr : {&everything, &m_tree.Pop("")}) {
+        EXPECT_EQ(PopWithExpr({&broken, fields::Fields::descriptor()->FindFieldByName("many_int32")}, *expr),
+                  OstraneErrCode::GEN_ERR_ERR);
+    }
+    EXPECT_EQ(m_log.Lines().size(), 3U);
 }
 
 TEST_F(PopTest, WithoutOperandListEverythingLeaves) {
@@ -94,6 +103,22 @@ TEST_F(PopTest, FurtherOperandsAreIgnored) {
 }
 
 // PopWithRange and its workers
+
+// The type is looked at last: behind the emptiness of the field and the text.
+TEST_F(PopTest, AnEnumFieldIsRefusedForItsContentAndTheTextFirst) {
+    EXPECT_EQ(PopWithExpr(Field(&m_message, "many_enum"), m_tree.Pop("0")),
+              OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX);
+    // A list of ranges comes past that.
+    EXPECT_EQ(PopWithRange(Field(&m_message, "many_enum"), {{0, 0}}), OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE);
+    Fill("many_enum: [RED, BLUE]");
+    EXPECT_EQ(PopWithExpr(Field(&m_message, "many_enum"), m_tree.Pop("no range")),
+              OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX);
+    const std::string place = "ERROR src/common/protobuf_record_util.cpp ";
+    EXPECT_EQ(m_log.Lines(),
+              (Lines{place + "PopWithExpr: 'fields.Fields.many_enum' is empty", place + "PopWithRange: invalid type=8",
+                     place + "PopWithExpr: invalid range=no range"}));
+    EXPECT_EQ(Show(m_message, "many_enum"), "[RED, BLUE]");
+}
 
 TEST_F(PopTest, SelectiveEnumPopIsRefusedButClearingIsNot) {
     Fill("many_enum: [RED, BLUE]");
@@ -242,6 +267,15 @@ TEST_F(PopTest, HeapElementsAreDestroyedOneByOne) {
     EXPECT_EQ(PopWithRange(field, {{1, 1}, {3, 4}}), 0);
     EXPECT_EQ(ended, 3);
     EXPECT_EQ(message->GetReflection()->FieldSize(*message, field.m_pFieldDesc), 2);
+}
+
+// What left is freed, and not kept for the next add.
+TEST_F(PopTest, NoElementThatLeftIsKept) {
+    Fill("many_string: ['a', 'b', 'c'] many_message: [{a: 1}, {a: 2}, {a: 3}]");
+    EXPECT_EQ(PopWithRange(Field(&m_message, "many_string"), {{0, 1}}), 0);
+    EXPECT_EQ(PopWithRange(Field(&m_message, "many_message"), {{0, 1}}), 0);
+    EXPECT_EQ(m_message.many_string().ClearedCount(), 0);
+    EXPECT_EQ(m_message.many_message().ClearedCount(), 0);
 }
 
 TEST_F(PopTest, ArenaElementsLiveUntilTheArenaEnds) {

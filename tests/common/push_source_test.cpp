@@ -199,12 +199,19 @@ TEST_F(PushWithPbField, AnEmptyRunStillMovesTheLastElement) {
     EXPECT_EQ(TakeLines(), Lines());
 }
 
+// Nor is a map behind the source.
 TEST_F(PushWithPbField, TheMarkOfASingleElementIsNotRead) {
-    Message* target = m_maker.Make("many_string: 'a'");
-    PbField src = Source(*m_maker.Make("many_string: ['x', 'y']"), "many_string");
-    src.SetArrayElementIdx(1);
-    EXPECT_EQ(Push(target, "many_string", -1, src), 0);
-    EXPECT_EQ(ShowField(*target, "many_string"), "[\"a\", \"x\", \"y\"]");
+    const int map = 0;
+    for (const ElementKind& kind : AllElementKinds()) {
+        SCOPED_TRACE(kind.field);
+        Message* target = m_maker.Make(Content(*m_maker.Make(), kind.field, {kind.a}));
+        Message* source = m_maker.Make(Content(*target, kind.field, {kind.x, kind.y}));
+        PbField src = Source(*source, kind.field);
+        src.SetArrayElementIdx(1);
+        src.pMap = &map;
+        EXPECT_EQ(Push(target, kind.field, -1, src), 0);
+        EXPECT_EQ(ShowField(*target, kind.field), Printed({kind.a, kind.x, kind.y}));
+    }
 }
 
 TEST_F(PushWithPbField, AnEnumNumberWithoutNameIsCopied) {
@@ -309,6 +316,25 @@ TEST_F(PushWithPbField, AWholeMessageIsOneElement) {
                 EXPECT_EQ(Show(*source), isMutable ? "" : "a: 7");
             }
         }
+    }
+    EXPECT_EQ(TakeLines(), Lines());
+}
+
+// Each new place takes the message; moved, it is empty from the second place on.
+TEST_F(PushWithPbField, AWholeMessageWithARangeIsThatManyElements) {
+    for (const bool isMutable : {false, true}) {
+        Message* target = m_maker.Make("many_message { a: 1 }");
+        Message* source = m_plainMaker.Make("a: 7");
+        PbField src = WholeMessage(*source, isMutable);
+        src.SetArrayRange(0, 1);
+        EXPECT_EQ(Push(target, "many_message", -1, src), 0);
+        EXPECT_EQ(ShowField(*target, "many_message"), isMutable ? "[{a: 1}, {a: 7}, {}]" : "[{a: 1}, {a: 7}, {a: 7}]");
+        EXPECT_EQ(Show(*source), isMutable ? "" : "a: 7");
+        // A run of none still moves the last element.
+        src.SetArrayRange(1, 0);
+        target = m_maker.Make("many_message [{ a: 1 }, { a: 2 }]");
+        EXPECT_EQ(Push(target, "many_message", 0, src), 0);
+        EXPECT_EQ(ShowField(*target, "many_message"), "[{a: 2}, {a: 1}]");
     }
     EXPECT_EQ(TakeLines(), Lines());
 }

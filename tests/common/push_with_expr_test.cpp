@@ -110,6 +110,18 @@ TEST_F(PushWithExprTest, TheAssignmentHasAValue) {
     }
 }
 
+TEST_F(PushWithExprTest, TheValueIsTheFirstOperandOfTheAssignment) {
+    for (const auto& row : std::vector<std::pair<const char*, const char*>>{
+             {"many_int32", "$"}, {"many_string", "$"}, {"many_message", "a"}}) {
+        const bool isText = row.first == std::string("many_string");
+        Expr* value = isText ? m_tree.Text("first") : m_tree.Int(5);
+        Expr* assign = m_tree.Node(OstraneCommon::EXPR_ASSIGN, row.second, {value, m_tree.Bool(false)});
+        EXPECT_EQ(Push(Field(row.first), m_tree.Push("0", {assign})), 0) << row.first;
+    }
+    EXPECT_EQ(Show(m_message), "many_int32: 5 many_string: \"first\" many_message { a: 5 }");
+    EXPECT_EQ(m_log.Lines(), Lines{});
+}
+
 TEST_F(PushWithExprTest, TheAssignmentNamesTheElement) {
     for (const char* field : {"many_int32", "many_string", "many_enum"}) {
         for (const std::string name : {"name", "", "$$", "$ ", "many_int32"}) {

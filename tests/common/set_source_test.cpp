@@ -157,6 +157,20 @@ TEST_F(SetWithPbField, ASourceWithTooFewElementsIsTheLast) {
     }
 }
 
+// That is left to the caller: what is looked at next is the number of elements.
+TEST_F(SetWithPbField, AFirstPositionBeforeTheTargetIsNotRefused) {
+    for (const ElementKind& kind : AllElementKinds()) {
+        SCOPED_TRACE(kind.field);
+        const std::vector<std::string> elements = {kind.a, kind.b, kind.c};
+        Message* target = m_maker.Make(Content(*m_maker.Make(), kind.field, elements));
+        Message* source = m_maker.Make(Content(*target, kind.field, {kind.x}));
+        EXPECT_EQ(Set(target, kind.field, -5, 0, Source(*source, kind.field)), -4633);
+        EXPECT_EQ(Set(target, kind.field, -9, -5, Source(*source, kind.field)), -4633);
+        EXPECT_EQ(ShowField(*target, kind.field), Printed(elements));
+        EXPECT_EQ(TakeLines(), Lines({TooFew(kind, -2, 0, 0, 0), TooFew(kind, -6, -2, 0, 0)}));
+    }
+}
+
 // ---- Copies
 
 TEST_F(SetWithPbField, ElementsAreCopied) {
@@ -183,14 +197,17 @@ TEST_F(SetWithPbField, ARangeBeginsAtItsFirstElementAndSurplusIsIgnored) {
     }
 }
 
-// One element alone is a range of one; a source that only says "element" stands for the whole field.
+// One element alone is a range of one; a source that only says "element" stands for the whole field. A map behind
+// it is its maker's.
 TEST_F(SetWithPbField, TheMarkOfASingleElementIsNotRead) {
+    const int map = 0;
     for (const ElementKind& kind : AllElementKinds()) {
         SCOPED_TRACE(kind.field);
         Message* target = m_maker.Make(Content(*m_maker.Make(), kind.field, {kind.a}));
         Message* source = m_maker.Make(Content(*target, kind.field, {kind.x, kind.y, kind.c}));
         PbField src = Source(*source, kind.field);
         src.SetArrayElementIdx(2);
+        src.pMap = &map;
         EXPECT_EQ(Set(target, kind.field, 0, 0, src), 0);
         EXPECT_EQ(ShowField(*target, kind.field), Printed({kind.x}));
     }
@@ -434,6 +451,26 @@ TEST_F(SetRepeatedMessageWithPbField, AWholeMessageDoesNotFillTwoPlaces) {
               Lines({Error("SetRepeatedMessageWithPbField",
                            "assign element(fields.Fields.many_message) count not match, idxBegin: 0, idxEnd: 1, "
                            "srcIdxBegin: 0, srcIdxEnd: 0")}));
+}
+
+// Each place takes the message, which has been exchanged with the one before when it is moved.
+TEST_F(SetRepeatedMessageWithPbField, AWholeMessageWithARangeIsThatManyElements) {
+    MessageMaker maker(MessageKind::GeneratedOnHeap, fields::Plain::descriptor());
+    for (const bool isMutable : {false, true}) {
+        Message* target = m_maker.Make("many_message [{ a: 1 }, { a: 2 }, { a: 3 }]");
+        Message* source = maker.Make("a: 7");
+        PbField src = WholeMessage(*source, isMutable);
+        src.SetArrayRange(3, 4);
+        EXPECT_EQ(SetWhole(target, 1, 2, src), 0);
+        EXPECT_EQ(ShowField(*target, "many_message"),
+                  isMutable ? "[{a: 1}, {a: 7}, {a: 2}]" : "[{a: 1}, {a: 7}, {a: 7}]");
+        EXPECT_EQ(Show(*source), isMutable ? "a: 3" : "a: 7");
+        EXPECT_EQ(SetWhole(target, 0, 2, src), -4633);
+        EXPECT_EQ(TakeLines(),
+                  Lines({Error("SetRepeatedMessageWithPbField",
+                               "assign element(fields.Fields.many_message) count not match, idxBegin: 0, idxEnd: 2, "
+                               "srcIdxBegin: 3, srcIdxEnd: 4")}));
+    }
 }
 
 }  // namespace

@@ -121,6 +121,19 @@ TEST_F(SetWithExprTest, TheAssignmentHasAValue) {
     }
 }
 
+TEST_F(SetWithExprTest, TheValueIsTheFirstOperandOfTheAssignment) {
+    Fill("many_int32: 1 many_string: 'a' many_message: {a: 1}");
+    for (const auto& row : std::vector<std::pair<const char*, const char*>>{
+             {"many_int32", "$"}, {"many_string", "$"}, {"many_message", "a"}}) {
+        const bool isText = row.first == std::string("many_string");
+        Expr* value = isText ? m_tree.Text("first") : m_tree.Int(5);
+        Expr* assign = m_tree.Node(OstraneCommon::EXPR_ASSIGN, row.second, {value, m_tree.Bool(false)});
+        EXPECT_EQ(Set(Field(row.first), m_tree.Set("0", {assign})), 0) << row.first;
+    }
+    EXPECT_EQ(Show(m_message), "many_int32: 5 many_string: \"first\" many_message { a: 5 }");
+    EXPECT_EQ(m_log.Lines(), Lines{});
+}
+
 TEST_F(SetWithExprTest, TheAssignmentNamesTheElement) {
     Fill("many_int32: 1 many_string: 'a' many_enum: RED");
     for (const char* field : {"many_int32", "many_string", "many_enum"}) {

@@ -4,6 +4,7 @@
 
 #include "fields3.pb.h"
 #include "source_copy.h"
+#include "support/watched_log.h"
 
 namespace {
 
@@ -122,6 +123,22 @@ TEST_F(UpdateWithPbField, ARangeReplacesARepeatedField) {
     EXPECT_EQ(TakeLines(), Lines({Debug(UPDATE,
                                         "replace repeated field: many_string, src.isRange: 1, src.range: [1, "
                                         "2]")}));
+}
+
+// The positions are told as they stand in the source, also where they are not read.
+TEST_F(UpdateWithPbField, ASingleElementStandsForTheWholeFieldAndItsPositionIsTold) {
+    const int map = 0;
+    Message* target = m_maker.Make("many_int32: [1, 2, 3] many_string: ['a'] one_int32: 1");
+    Message* source = m_maker.Make("many_int32: [7, 8] many_string: ['p', 'q'] one_int32: 5");
+    for (const std::string name : {"many_int32", "many_string"}) {
+        PbField src = Source(*source, name);
+        src.SetArrayElementIdx(1);
+        src.pMap = &map;
+        EXPECT_EQ(Update(target, name, src), 0);
+        EXPECT_EQ(ShowField(*target, name), ShowField(*source, name));
+        EXPECT_EQ(TakeLines(),
+                  Lines({Debug(UPDATE, "replace repeated field: " + name + ", src.isRange: 0, src.range: [1, 1]")}));
+    }
 }
 
 TEST_F(UpdateWithPbField, AMutableSourceLeavesPlaceholdersBehind) {
@@ -509,6 +526,66 @@ TEST_F(UpdateWithPbField, LinesGoToTheCategoryThatTheRecordHasNow) {
     later.Clear();
     EXPECT_EQ(util.UpdateWithPbField(field, OstraneCommon::EXPR_OP_SET, nullptr), -256);
     EXPECT_EQ(later.Lines(), Lines({Error(UPDATE, "input value is null")}));
+}
+
+// That of a whole message, of a message field and of a singular field too.
+TEST_F(UpdateWithPbField, LinesOfEveryTargetGoToTheCategoryThatTheRecordHasNow) {
+    CapturedLog later;
+    ProtobufRecordUtil util(m_record);
+    m_record.m_pLog = later.Category();
+    Message* target = m_maker.Make();
+    Message* source = m_maker.Make("one_int32: 4");
+    struct Row {
+        const char* field;  // empty for the message itself
+        PbField src;
+        std::string line;
+    };
+    const Row rows[] = {
+        {"", WholeMessage(*m_maker3.Make()),
+         Error(UPDATE, "inconsistent message, source: fields3.Fields, target: fields.Fields")},
+        {"", Source(*source, "one_int32"),
+         Error(UPDATE, "expect sourceFieldDesc is null, source: fields.Fields, target: fields.Fields")},
+        {"", WholeMessage(*source), Debug(UPDATE, "copy message fields.Fields")},
+        {"one_message", WholeMessage(*m_plainMaker.Make(), MUTABLE), Debug(UPDATE, "swap message fields.Plain")},
+        {"one_message", WholeMessage(*m_plainMaker.Make()),
+         Error(UPDATE, "expect fieldDesc is null, source: fields.Plain, target: fields.Fields")},
+        {"one_int32", Source(*source, "one_int32"), Debug(UPDATE, "set field: fields.Fields.one_int32")},
+    };
+    for (const Row& row : rows) {
+        MutableProtobufField field = {target, *row.field == '\0' ? nullptr : FieldOf(*target, row.field)};
+        PbField src = row.src;
+        util.UpdateWithPbField(field, OstraneCommon::EXPR_OP_SET, &src);
+        EXPECT_EQ(later.TakeLines(), Lines({row.line}));
+    }
+    EXPECT_EQ(TakeLines(), Lines());
+}
+
+// A note tells what comes: while it is written, nothing has changed but that a message field which takes a message is
+// there, still empty.
+TEST_F(UpdateWithPbField, NotesComeBeforeTheChange) {
+    for (const bool isMutable : {false, true}) {
+        SCOPED_TRACE(isMutable);
+        Message* target = m_maker.Make("one_int32: 1 one_string: 'a' many_int32: 1");
+        Message* source = m_maker.Make("one_int32: 2 one_string: 'b' many_int32: 2");
+        Message* plain = m_plainMaker.Make("a: 7");
+        Lines seen;
+        WatchedLog watched([&] { seen.push_back(Show(*target)); });
+        m_record.m_pLog = watched.Category();
+        for (const char* name : {"one_int32", "one_string", "many_int32"}) {
+            EXPECT_EQ(Update(target, name, Source(*source, name, isMutable)), 0);
+        }
+        EXPECT_EQ(Update(target, "one_message", WholeMessage(*plain, isMutable)), 0);
+        EXPECT_EQ(UpdateMessage(target, WholeMessage(*source, isMutable)), 0);
+        m_record.m_pLog = m_log.Category();
+        EXPECT_EQ(seen, (Lines{
+                            "one_int32: 1 one_string: \"a\" many_int32: 1",
+                            "one_int32: 2 one_string: \"a\" many_int32: 1",
+                            "one_int32: 2 one_string: \"b\" many_int32: 1",
+                            "one_int32: 2 one_string: \"b\" one_message { } many_int32: 2",
+                            "one_int32: 2 one_string: \"b\" one_message { a: 7 } many_int32: 2",
+                        }));
+        EXPECT_EQ(Show(*target), "one_int32: 2 one_string: \"b\" many_int32: 2");
+    }
 }
 
 TEST_F(UpdateWithPbField, NotesAreSilentBelowTheBoundAndFailuresAreNot) {
