@@ -75,6 +75,9 @@ TEST_F(AssignFieldTest, EnumsAreAssignedByNameAlone) {
     EXPECT_EQ(Assigned("one_enum", m_tree.Text("PINK")), "proto-cpp-type=8, variant='PINK'");
     EXPECT_EQ(Assigned("one_enum", m_tree.Text("blue")), "proto-cpp-type=8, variant='blue'");
     EXPECT_EQ(Assigned("one_enum", m_tree.Text("")), "proto-cpp-type=8, variant=''");
+    for (const std::string name : {"fields.BLUE", "Color.BLUE", "fields.Color.BLUE"}) {
+        EXPECT_EQ(Assigned("one_enum", m_tree.Text(name)), "proto-cpp-type=8, variant='" + name + "'");
+    }
     EXPECT_EQ(Assigned("one_enum", m_tree.UInt(5)), "proto-cpp-type=8, variant=5");
     EXPECT_EQ(Assigned("one_enum", m_tree.Text("5")), "proto-cpp-type=8, variant='5'");
 }

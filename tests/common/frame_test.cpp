@@ -1,4 +1,5 @@
 // The frame that every operation stands in: handles, result codes, the record, and the guarded line.
+#include <google/protobuf/struct.pb.h>
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -322,6 +323,14 @@ TEST_F(FrameTest, ARefusedOperationWhoseLineIsNotWantedAllocatesNothing) {
     oneInt.SetField(&m_message, ints.m_pFieldDesc, false);
     PbField oneString;
     oneString.SetField(&m_message, strings.m_pFieldDesc, false);
+    MutableProtobufField whole = {&m_message, nullptr};
+    MutableProtobufField oneMessage = Field("one_message");
+    fields::Plain plain;
+    PbField wholePlain;
+    wholePlain.SetField(&plain, nullptr, false);
+    PbField presentMessage;
+    presentMessage.SetField(&m_message, oneMessage.m_pFieldDesc, false);
+    m_message.mutable_one_message();
     m_message.add_many_string("b");
     Expr& setBehind = SetTo("5", "$");
     Expr& pushBehind = PushTo("9", "$");
@@ -357,6 +366,14 @@ TEST_F(FrameTest, ARefusedOperationWhoseLineIsNotWantedAllocatesNothing) {
              first.SetArrayRange(0, 0);
              return util.SetWithPbField(strings, 0, 1, first);
          }},
+        {"update from another type",
+         [&](Util& util) { return util.UpdateWithPbField(whole, OstraneCommon::EXPR_OP_SET, &wholePlain); }},
+        {"update of a message from a field",
+         [&](Util& util) { return util.UpdateWithPbField(whole, OstraneCommon::EXPR_OP_SET, &presentMessage); }},
+        {"update of a message that is there",
+         [&](Util& util) { return util.UpdateWithPbField(oneMessage, OstraneCommon::EXPR_OP_SET, &wholePlain); }},
+        {"update of a message field from another",
+         [&](Util& util) { return util.UpdateWithPbField(oneMessage, OstraneCommon::EXPR_OP_SET, &presentMessage); }},
         {"push from, outside", [&](Util& util) { return util.PushWithPbField(ints, 9, oneInt); }},
         {"pop from nothing", [&](Util& util) { return util.PopWithExpr(empty, pop); }},
         {"pop without a match", [&](Util& util) { return util.PopWithRange(ints, ranges, nullptr); }},
@@ -405,6 +422,75 @@ TEST_F(FrameTest, AnUpdateReadsTheCategoryOfTheRecordTheOthersTheirCopy) {
     ASSERT_EQ(TheHost().lines.size(), 2U);
     EXPECT_EQ(TheHost().lines[0].category, &other);
     EXPECT_EQ(TheHost().lines[1].category, &m_category);
+}
+
+// Neither for a note that is not wanted nor for values on their way.
+TEST_F(FrameTest, AnOperationThatNeedsNoRoomAllocatesNothing) {
+    SetBounds(NO_POINTER, 699);
+    fields::Fields source;
+    source.set_one_int32(5);
+    for (int i = 0; i < 3; ++i) {
+        source.add_many_int32(i);
+        source.add_many_string(std::string(100, 's'));
+        m_message.add_many_int32(i);
+        m_message.add_many_string(std::string(100, 't'));
+    }
+    m_message.mutable_many_int32()->Reserve(64);
+    m_message.mutable_many_double()->Reserve(64);
+    // Its name is too long to be kept inside of a text.
+    google::protobuf::ListValue list;
+    google::protobuf::ListValue otherList;
+    otherList.add_values()->set_bool_value(true);
+    // Protobuf makes the reflection of its own types when it is first asked for.
+    ASSERT_NE(list.GetReflection(), nullptr);
+    fields::Fields nothing;
+    const auto from = [&](const google::protobuf::Message& message, const FieldDescriptor* field, bool isMutable) {
+        PbField src;
+        src.SetField(&message, field, isMutable);
+        return src;
+    };
+    MutableProtobufField ints = Field("many_int32");
+    MutableProtobufField strings = Field("many_string");
+    MutableProtobufField doubles = Field("many_double");
+    MutableProtobufField one = Field("one_int32");
+    MutableProtobufField whole = {&list, nullptr};
+    PbField sourceInts = from(source, ints.m_pFieldDesc, false);
+    PbField sourceStrings = from(source, strings.m_pFieldDesc, true);
+    PbField noDoubles = from(nothing, doubles.m_pFieldDesc, false);
+    PbField sourceOne = from(source, one.m_pFieldDesc, false);
+    PbField moved = from(otherList, nullptr, true);
+    Expr& set = SetTo("0", "$");
+    Expr& push = PushTo("0", "$");
+    using Util = ProtobufRecordUtil;
+    struct Row {
+        const char* name;
+        std::function<int(Util&)> operation;
+    };
+    const auto update = [](Util& util, MutableProtobufField& target, PbField& src) {
+        return util.UpdateWithPbField(target, OstraneCommon::EXPR_OP_SET, &src);
+    };
+    const Row rows[] = {
+        {"set a number", [&](Util& util) { return util.SetWithExpr(ints, set); }},
+        {"push a number", [&](Util& util) { return util.PushWithExpr(ints, push); }},
+        {"set from numbers", [&](Util& util) { return util.SetWithPbField(ints, 0, 2, sourceInts); }},
+        {"push from numbers", [&](Util& util) { return util.PushWithPbField(ints, 1, sourceInts); }},
+        {"set from strings that are moved",
+         [&](Util& util) { return util.SetWithPbField(strings, 0, 2, sourceStrings); }},
+        {"push from nothing", [&](Util& util) { return util.PushWithPbField(doubles, 0, noDoubles); }},
+        {"update from nothing", [&](Util& util) { return update(util, doubles, noDoubles); }},
+        {"update a number", [&](Util& util) { return update(util, one, sourceOne); }},
+        {"move a message", [&](Util& util) { return update(util, whole, moved); }},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        Util util(m_record);
+        const size_t before = TheHeap().allocations;
+        const int code = row.operation(util);
+        EXPECT_EQ(TheHeap().allocations, before);
+        EXPECT_EQ(code, 0);
+    }
+    EXPECT_EQ(list.values_size(), 1);
+    EXPECT_TRUE(TheHost().lines.empty());
 }
 
 // Wherever a line stands: in an operation, in a step of it, or in a template.

@@ -1,6 +1,7 @@
 #include <google/protobuf/descriptor.pb.h>
 #include <google/protobuf/struct.pb.h>
 #include <google/protobuf/text_format.h>
+#include <google/protobuf/unknown_field_set.h>
 
 #include "fields3.pb.h"
 #include "selection_fixture.h"
@@ -96,6 +97,29 @@ TEST_F(GetTest, EveryElementTypeIsCopiedAndMoved) {
         }
     }
     EXPECT_EQ(m_log.Lines(), Lines{});
+}
+
+// Fields that this program's types do not have, but whoever wrote the record did.
+TEST_F(GetTest, UnknownFieldsOfAnElementComeAlong) {
+    for (MessageKind sourceKind : AllMessageKinds()) {
+        for (MessageKind targetKind : AllMessageKinds()) {
+            for (bool isMutable : {false, true}) {
+                SCOPED_TRACE(NameOf(sourceKind) + " to " + NameOf(targetKind) + (isMutable ? ", moved" : ", copied"));
+                MessageMaker sources(sourceKind, fields::Fields::descriptor());
+                MessageMaker targets(targetKind, fields::Fields::descriptor());
+                Message* source = sources.Make("many_message: {a: 1}");
+                Message* target = targets.Make();
+                const MutableProtobufField from = Field(source, "many_message");
+                const MutableProtobufField to = Field(target, "many_message");
+                Message* element = source->GetReflection()->MutableRepeatedMessage(source, from.m_pFieldDesc, 0);
+                element->GetReflection()->MutableUnknownFields(element)->AddVarint(1000, 7);
+                EXPECT_EQ(Get(from, isMutable, {}, nullptr, to), 0);
+                const Message& taken = target->GetReflection()->GetRepeatedMessage(*target, to.m_pFieldDesc, 0);
+                EXPECT_EQ(taken.GetReflection()->GetUnknownFields(taken).field_count(), 1);
+                EXPECT_EQ(element->GetReflection()->GetUnknownFields(*element).field_count(), isMutable ? 0 : 1);
+            }
+        }
+    }
 }
 
 TEST_F(GetTest, MovedStringsAreNotCopied) {

@@ -1,5 +1,6 @@
 // Elements of a repeated field overwritten by those of a source field.
 #include <google/protobuf/dynamic_message.h>
+#include <google/protobuf/unknown_field_set.h>
 
 #include "fields3.pb.h"
 #include "source_copy.h"
@@ -218,6 +219,32 @@ TEST_F(SetWithPbField, AMessageElementKeepsNothingOfItsFormerContent) {
     Message* source = m_maker.Make("many_message { numbers: 3 }");
     EXPECT_EQ(Set(target, "many_message", 0, 0, Source(*source, "many_message")), 0);
     EXPECT_EQ(Show(*target), "many_message { numbers: 3 }");
+}
+
+// Fields that this program's types do not have, but whoever wrote the record did.
+TEST_F(SetWithPbField, UnknownFieldsOfAnElementComeAlong) {
+    for (const MessageKind targetKind : AllMessageKinds()) {
+        for (const MessageKind sourceKind : AllMessageKinds()) {
+            for (const bool isMutable : {false, true}) {
+                SCOPED_TRACE(NameOf(sourceKind) + " into " + NameOf(targetKind) + (isMutable ? ", moved" : ", copied"));
+                MessageMaker targetMaker(targetKind, fields::Fields::descriptor());
+                MessageMaker sourceMaker(sourceKind, fields::Fields::descriptor());
+                Message* target = targetMaker.Make("many_message { a: 1 }");
+                Message* source = sourceMaker.Make("many_message { a: 2 }");
+                const FieldDescriptor* fieldDesc = FieldOf(*target, "many_message");
+                Message* from = source->GetReflection()->MutableRepeatedMessage(source, fieldDesc, 0);
+                from->GetReflection()->MutableUnknownFields(from)->AddVarint(1000, 7);
+                EXPECT_EQ(Set(target, "many_message", 0, 0, Source(*source, "many_message", isMutable)), 0);
+                const int counts[] = {1, isMutable ? 0 : 1};
+                int i = 0;
+                for (const Message* message : {target, source}) {
+                    const Message& element = message->GetReflection()->GetRepeatedMessage(*message, fieldDesc, 0);
+                    EXPECT_EQ(element.GetReflection()->GetUnknownFields(element).field_count(), counts[i]);
+                    ++i;
+                }
+            }
+        }
+    }
 }
 
 TEST_F(SetWithPbField, EntriesOfAMapAreMessages) {

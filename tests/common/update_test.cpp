@@ -1,6 +1,7 @@
 // Updates of a field or a whole message from a source field.
 #include <google/protobuf/descriptor.pb.h>
 #include <google/protobuf/dynamic_message.h>
+#include <google/protobuf/unknown_field_set.h>
 
 #include "fields3.pb.h"
 #include "source_copy.h"
@@ -283,6 +284,25 @@ TEST_F(UpdateWithPbField, AWholeMessageIsCopiedOrExchanged) {
             EXPECT_EQ(Show(*target), sourceBefore);
             EXPECT_EQ(Show(*source), sourceBefore);
             EXPECT_EQ(TakeLines(), Lines({Debug(UPDATE, "copy message fields.Fields")}));
+        }
+    }
+}
+
+// Fields that this program's types do not have, but whoever wrote the record did.
+TEST_F(UpdateWithPbField, UnknownFieldsOfAWholeMessageComeAlong) {
+    for (const MessageKind targetKind : AllMessageKinds()) {
+        for (const MessageKind sourceKind : AllMessageKinds()) {
+            for (const bool isMutable : {false, true}) {
+                SCOPED_TRACE(NameOf(sourceKind) + " into " + NameOf(targetKind) + (isMutable ? ", moved" : ", copied"));
+                MessageMaker targetMaker(targetKind, fields::Plain::descriptor());
+                MessageMaker sourceMaker(sourceKind, fields::Plain::descriptor());
+                Message* target = targetMaker.Make("a: 1");
+                Message* source = sourceMaker.Make("a: 2");
+                source->GetReflection()->MutableUnknownFields(source)->AddVarint(1000, 7);
+                EXPECT_EQ(UpdateMessage(target, WholeMessage(*source, isMutable)), 0);
+                EXPECT_EQ(target->GetReflection()->GetUnknownFields(*target).field_count(), 1);
+                EXPECT_EQ(source->GetReflection()->GetUnknownFields(*source).field_count(), isMutable ? 0 : 1);
+            }
         }
     }
 }
