@@ -26,17 +26,28 @@ Literal Real(double value, const std::string& shown) {
 Literal Text(const std::string& value) {
     return {Literal::Kind::Text, 0, 0, 0, value, "'" + value + "'"};
 }
+Literal TextPointer(const std::string& value) {
+    return {Literal::Kind::TextPointer, 0, 0, 0, value, "'" + value + "'"};
+}
+Literal IntText(int64_t value) {
+    return {Literal::Kind::IntText, value, 0, 0, "", std::to_string(value)};
+}
+Literal Bool(bool value) {
+    return {Literal::Kind::Bool, 0, value ? uint64_t{1} : 0, 0, "", value ? "true" : "false"};
+}
 
 const std::vector<Literal>& Numbers() {
     static const std::vector<Literal> numbers = {
-        Int(1),           Int(0),           Int(-1),          Int(7),           Int(int64_t{1} << 31), Int(INT64_MIN),
-        UInt(UINT64_MAX), UInt(4294967297), Real(-3, "-3.0"), Real(0.1, "0.1"), Real(1.5, "1.5")};
+        Int(1),           Int(0),           Int(-1),          Int(7),           Int(int64_t{1} << 31),
+        Int(INT64_MIN),   UInt(UINT64_MAX), UInt(4294967297), Real(-3, "-3.0"), Real(0.1, "0.1"),
+        Real(1.5, "1.5"), IntText(-12),     Bool(true),       Bool(false)};
     return numbers;
 }
 
 const std::vector<Literal>& Texts() {
-    static const std::vector<Literal> texts = {Text("a"), Text(""), Text("a text too long to lie in the string itself"),
-                                               Text("GREEN"), Text("MAUVE")};
+    static const std::vector<Literal> texts = {
+        Text("a"),     Text(""),      Text("a text too long to lie in the string itself"),
+        Text("GREEN"), Text("MAUVE"), TextPointer("BLUE")};
     return texts;
 }
 
@@ -66,6 +77,11 @@ std::string ChooseIndex(Chooser& chooser, int size) {
 }
 
 Expr* MakeTree(ExprTree& tree, const Literal& literal) {
+    if (literal.isField) {
+        Expr* node = tree.Node(OstraneCommon::EXPR_UNRESOLVE);
+        node->m_self.m_data.pb = literal.field;
+        return node;
+    }
     switch (literal.kind) {
         case Literal::Kind::Int:
             return tree.Int(literal.int64);
@@ -75,6 +91,15 @@ Expr* MakeTree(ExprTree& tree, const Literal& literal) {
             return tree.Float(literal.real);
         case Literal::Kind::Text:
             return tree.Text(literal.text);
+        case Literal::Kind::Bool:
+            return tree.Bool(literal.uint64 != 0);
+        case Literal::Kind::IntText:
+            return tree.Node(OstraneCommon::EXPR_INT_STRING, std::to_string(literal.int64));
+        case Literal::Kind::TextPointer: {
+            Expr* node = tree.Node(OstraneCommon::EXPR_STRING_PTR);
+            node->m_self.m_data.pStr = &tree.Text(literal.text)->m_self.m_str;
+            return node;
+        }
         case Literal::Kind::NullPointer:
             return tree.Node(OstraneCommon::EXPR_STRING_PTR);
         case Literal::Kind::Null:
@@ -99,12 +124,16 @@ std::string RangeText(const std::pair<int32_t, int32_t>& range) {
 
 ElementExpr ChooseElementExpr(Chooser& chooser, const FieldDescriptor* field, int size) {
     ElementExpr expr;
+    expr.hasOperands = !chooser.Rarely(32);
     expr.hasIndex = !chooser.Rarely(16);
     expr.index = ChooseIndex(chooser, size);
     const Descriptor* type = field->message_type();
     int count = 1;
+    if (!expr.hasOperands) {
+        return expr;
+    }
     if (type != nullptr) {
-        count = 1 + chooser.Next(3);
+        count = chooser.Rarely(16) ? 0 : 1 + chooser.Next(3);
     } else if (chooser.Rarely(8)) {
         count = 2 * chooser.Next(2);
     }
@@ -130,6 +159,9 @@ ElementExpr ChooseElementExpr(Chooser& chooser, const FieldDescriptor* field, in
 }
 
 Expr& MakeTree(ExprTree& tree, OstraneCommon::ExprType type, const ElementExpr& expr) {
+    if (!expr.hasOperands) {
+        return *tree.Node(type);
+    }
     std::vector<Expr*> operands = {expr.hasIndex ? tree.Index(expr.index) : tree.Int(0)};
     for (const Entry& entry : expr.entries) {
         if (!entry.isAssign) {
@@ -153,7 +185,7 @@ Filter ChooseFilter(Chooser& chooser, const FieldDescriptor* field) {
         filter.kind = Filter::Kind::Always;
         return filter;
     }
-    if (choice == 3 && chooser.Flag()) {
+    if (choice == 3) {
         filter.kind = Filter::Kind::Failing;
         return filter;
     }

@@ -1,6 +1,7 @@
 #include "model/model_record.h"
 
 #include <google/protobuf/descriptor.pb.h>
+#include <google/protobuf/unknown_field_set.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -232,6 +233,11 @@ std::shared_ptr<Node> Read(const Message& message) {
         fields = {node->type->field(0), node->type->field(1)};
     } else {
         reflection->ListFields(message, &fields);
+        std::string unknown;
+        reflection->GetUnknownFields(message).SerializeToString(&unknown);
+        if (!unknown.empty()) {
+            node->fields[0] = {{unknown, nullptr}};
+        }
     }
     for (const FieldDescriptor* field : fields) {
         if (!field->is_repeated()) {

@@ -30,7 +30,8 @@ struct Node {
     explicit Node(const google::protobuf::Descriptor* itsType) : type(itsType) {}
 
     const google::protobuf::Descriptor* type;
-    std::map<int, Values> fields;  // by field number
+    // By field number; under 0, as they would be written, the fields that the type does not know.
+    std::map<int, Values> fields;
 
     const Values& Of(const google::protobuf::FieldDescriptor* field) const;
     int Size(const google::protobuf::FieldDescriptor* field) const { return static_cast<int>(Of(field).size()); }

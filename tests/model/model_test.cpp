@@ -20,6 +20,57 @@ uint64_t NumberFromEnvironment(const char* name, uint64_t otherwise) {
     return text == nullptr ? otherwise : std::strtoull(text, nullptr, 10);
 }
 
+// What each operation meets at every kind of element: its codes, and how source and target lie.
+struct Meeting {
+    std::vector<std::string> operations;
+    std::vector<std::string> kinds;
+    std::vector<std::string> cells;
+};
+
+const std::vector<std::string>& Kinds(bool isEnum) {
+    static const std::vector<std::string> enums = {"enum"};
+    static const std::vector<std::string> others = {"bool",  "int32",  "uint32", "int64",   "uint64", "double",
+                                                    "float", "string", "bytes",  "message", "group",  "map of int32"};
+    return isEnum ? enums : others;
+}
+
+std::vector<Meeting> Meetings() {
+    std::vector<Meeting> meetings;
+    for (const bool isEnum : {false, true}) {
+        const std::vector<std::string>& kinds = Kinds(isEnum);
+        const std::string selected = isEnum ? "-5145" : "0";
+        meetings.push_back({{"SetWithExpr", "PushWithExpr"}, kinds, {"-4377", "-4633", "-4889", "-5145"}});
+        meetings.push_back({{"SetWithExpr", "PushWithExpr"}, kinds, {isEnum ? "-5145" : "0"}});
+        meetings.push_back({{"SetWithPbField", "PushWithPbField"},
+                            kinds,
+                            {"0", "-4633", "copied, own field", "moved, own field", "copied, apart", "moved, apart",
+                             "copied, field", "moved, field", "copied, range", "moved, range", "none", "one", "some"}});
+        meetings.push_back({{"PopWithExpr"}, kinds, {"0", "-4633", "filter 1", "filter 4", "none", "one", "some"}});
+        meetings.push_back({{"PopWithRange"}, kinds, {selected, "filter 0", "filter 1", "filter 4", "one", "some"}});
+        meetings.push_back(
+            {{"GetWithRange"},
+             kinds,
+             {selected, "copied, apart", "moved, apart", "copied, own field", "moved, own field", "one", "some"}});
+        meetings.push_back({{"GetWithRange by handle"}, kinds, {selected, "moved, apart", "moved, own field"}});
+        for (const std::string& kind : kinds) {
+            meetings.push_back({{"UpdateWithPbField"}, {"repeated " + kind}, {"0", "pop", "copied, field"}});
+            if (kind != "group" && kind != "map of int32") {
+                meetings.push_back({{"UpdateWithPbField"}, {"singular " + kind}, {"0", "-256", "pop"}});
+            }
+        }
+    }
+    meetings.push_back({{"PopWithRange", "GetWithRange"}, Kinds(false), {"-4889"}});
+    meetings.push_back({{"PushWithPbField"}, {"message", "group"}, {"copied, whole message", "moved, whole message"}});
+    meetings.push_back({{"PushWithPbField"}, {"message"}, {"copied, source around", "moved, source around"}});
+    meetings.push_back({{"PushWithPbField"}, {"message"}, {"copied, source inside", "moved, source inside"}});
+    meetings.push_back({{"PushWithExpr"}, {"message"}, {"-537"}});
+    meetings.push_back({{"UpdateWithPbField"}, {"singular message"}, {"-4889", "-5145"}});
+    meetings.push_back({{"UpdateWithPbField"},
+                        {"whole message"},
+                        {"0", "-256", "-4889", "pop", "copied, whole message", "moved, whole message"}});
+    return meetings;
+}
+
 // Fails the test with the shortest sequence that can be found.
 void Report(uint64_t seed, const Sequence& sequence) {
     Reference reference;
@@ -53,6 +104,23 @@ TEST(Model, RandomSequencesLeaveTheRecordAsTheReferenceSays) {
         EXPECT_GT(statistics.operations[name], 250) << name;
         tried += statistics.operations[name];
         RecordProperty(std::string("operations ") + name, statistics.operations[name]);
+        // Enough elements for more than one word of marks.
+        int large = 0;
+        for (const auto& [cell, count] : statistics.cells) {
+            const bool isLarge = cell.size() > 8 && cell.compare(cell.size() - 8, 8, " / words") == 0;
+            large += isLarge && cell.compare(0, cell.find(" / "), name) == 0 ? count : 0;
+        }
+        EXPECT_GT(large, 2) << name;
+    }
+    for (const Meeting& meeting : Meetings()) {
+        for (const std::string& operation : meeting.operations) {
+            for (const std::string& kind : meeting.kinds) {
+                for (const std::string& cell : meeting.cells) {
+                    const std::string name = operation + " / " + kind + " / " + cell;
+                    EXPECT_GT(statistics.cells[name], 0) << name;
+                }
+            }
+        }
     }
     for (const int code : {0, -256, -537, -4377, -4633, -4889, -5145}) {
         EXPECT_GT(statistics.codes[code], 2) << code;
@@ -119,7 +187,7 @@ TEST(ModelDriver, ReadsAnyBytesAsASequence) {
     const uint8_t bytes[] = {7, 1, 2, 3, 200, 255, 0, 4, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 17, 80, 33};
     for (size_t size = 0; size <= sizeof(bytes); ++size) {
         const Sequence sequence = Sequence::FromBytes(bytes, size);
-        EXPECT_EQ(sequence.steps.size(), size == 0 ? 0 : (size + 14) / 16);
+        EXPECT_EQ(sequence.steps.size(), size == 0 ? 0 : (size - 1 + Step().size() - 1) / Step().size());
         Reference reference;
         EXPECT_FALSE(RunSequence(sequence, reference).has_value());
     }

@@ -55,9 +55,11 @@ std::string TypeName(const Node& node) {
 bool Bits(const Literal& literal, uint64_t& bits) {
     switch (literal.kind) {
         case Literal::Kind::Int:
+        case Literal::Kind::IntText:
             bits = static_cast<uint64_t>(literal.int64);
             return true;
         case Literal::Kind::UInt:
+        case Literal::Kind::Bool:
             bits = literal.uint64;
             return true;
         case Literal::Kind::Float: {
@@ -73,9 +75,11 @@ bool Bits(const Literal& literal, uint64_t& bits) {
 bool Real(const Literal& literal, double& real) {
     switch (literal.kind) {
         case Literal::Kind::Int:
+        case Literal::Kind::IntText:
             real = static_cast<double>(literal.int64);
             return true;
         case Literal::Kind::UInt:
+        case Literal::Kind::Bool:
             real = static_cast<double>(literal.uint64);
             return true;
         case Literal::Kind::Float:
@@ -84,6 +88,10 @@ bool Real(const Literal& literal, double& real) {
         default:
             return false;
     }
+}
+
+bool IsTextual(const Literal& literal) {
+    return literal.kind == Literal::Kind::Text || literal.kind == Literal::Kind::TextPointer;
 }
 
 // What a field of a type other than message makes of a value.
@@ -106,10 +114,10 @@ bool Convert(const FieldDescriptor* field, const Literal& literal, std::string& 
         case FieldDescriptor::CPPTYPE_FLOAT:
             return Real(literal, real) && (text = TextOf(static_cast<double>(static_cast<float>(real))), true);
         case FieldDescriptor::CPPTYPE_STRING:
-            return literal.kind == Literal::Kind::Text && (text = literal.text, true);
+            return IsTextual(literal) && (text = literal.text, true);
         case FieldDescriptor::CPPTYPE_ENUM:
             for (int i = 0; i < field->enum_type()->value_count(); ++i) {
-                if (literal.kind == Literal::Kind::Text && field->enum_type()->value(i)->name() == literal.text) {
+                if (IsTextual(literal) && field->enum_type()->value(i)->name() == literal.text) {
                     text = TextOf(field->enum_type()->value(i)->number());
                     return true;
                 }

@@ -37,13 +37,16 @@ struct Source {
 
 // A value of an expression.
 struct Literal {
-    enum class Kind { Int, UInt, Float, Text, NullPointer, Null };
+    enum class Kind { Int, UInt, Bool, Float, IntText, Text, TextPointer, NullPointer, Null };
     Kind kind;
     int64_t int64;
     uint64_t uint64;
     double real;
     std::string text;
     std::string shown;  // as log lines show it
+    // When it stands in a field: the value above is what that holds.
+    bool isField = false;
+    OstraneCommon::PbField field = OstraneCommon::PbField();
 };
 
 // What stands behind the index of a set or push expression.
@@ -58,6 +61,7 @@ struct Entry {
 struct ElementExpr {
     bool hasIndex;  // else its first operand is a number
     std::string index;
+    bool hasOperands;  // else it has not even an index
     std::vector<Entry> entries;
     std::string shown;  // the whole expression, as log lines show it
 };

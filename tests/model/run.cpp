@@ -1,5 +1,6 @@
 // The driver: reads a step against the state, asks the reference, does the same to the record, compares.
 #include <algorithm>
+#include <cstdlib>
 
 #include "common/protobuf_record_util.h"
 #include "model/choices.h"
@@ -45,6 +46,36 @@ bool AreLines(const std::vector<std::string>& actual, const std::vector<std::str
     return std::equal(actual.begin(), actual.end(), expected.begin(), expected.end(), isLine);
 }
 
+std::string SizeOf(int size) {
+    return size == 0 ? "none" : size == 1 ? "one" : size <= 20 ? "some" : size <= 64 ? "a word" : "words";
+}
+
+std::string KindOf(const FieldDescriptor* field) {
+    const std::string kind = field->is_map() ? "map of " + KindOf(field->message_type()->field(1))
+                             : field->type() == FieldDescriptor::TYPE_GROUP ? "group"
+                             : field->type() == FieldDescriptor::TYPE_BYTES ? "bytes"
+                                                                            : field->cpp_type_name();
+    return field->is_extension() ? "extension " + kind : kind;
+}
+
+// How a source and a target lie to each other.
+std::string RelationOf(const Source& source, const Target& target) {
+    if (source.message == target.parent) {
+        return source.field == target.field ? "own field" : "own message";
+    }
+    return IsInside(source.message, *target.parent)   ? "source inside"
+           : IsInside(target.parent, *source.message) ? "source around"
+                                                      : "apart";
+}
+
+std::vector<std::string> MeetingsOf(const Source& source, const Target& target) {
+    const std::string manner = source.isMutable ? "moved" : "copied";
+    const std::string extent = source.field == nullptr ? "whole message" : source.isRange ? "range" : "field";
+    const bool isArray = target.field != nullptr && target.field->is_repeated();
+    return {manner + ", " + RelationOf(source, target), manner + ", " + extent,
+            isArray ? SizeOf(target.parent->Size(target.field)) : "no array"};
+}
+
 class Runner {
 public:
     Runner(uint8_t world, Reference& reference, Statistics& statistics)
@@ -63,10 +94,13 @@ private:
         bool isAllowed;  // by what the operations leave to their caller
         std::function<int()> expect;
         std::function<int()> run;
+        std::string kind;                   // of element, or of what an update writes
+        std::vector<std::string> meetings;  // what else was chosen
     };
 
     std::string Compare(const Operation& operation);
-    FieldPlace ChooseField(Chooser& chooser, bool isRepeated);
+    FieldPlace ChooseField(Chooser& chooser, bool isRepeated, bool isOftenFilled = true);
+    bool ChooseFieldValue(Chooser& chooser, Literal& literal);
     bool ChooseSource(Chooser& chooser, const FieldDescriptor* field, FieldPlace& source);
     Source ChooseRun(Chooser& chooser, const FieldPlace& from);
     bool IsApart(const Source& source, const Target& target, int firstWritten, int lastWritten) const;
@@ -107,7 +141,20 @@ PbField SourceOf(const Source& source, const google::protobuf::Message* message)
     return pb;
 }
 
-FieldPlace Runner::ChooseField(Chooser& chooser, bool isRepeated) {
+FieldPlace Runner::ChooseField(Chooser& chooser, bool isRepeated, bool isOftenFilled) {
+    if (isOftenFilled && !chooser.Rarely(4)) {
+        std::vector<FieldPlace> filled;
+        for (const Place& place : m_places) {
+            for (const FieldDescriptor* field : FieldsOf(place.node->type, isRepeated)) {
+                if (place.node->Has(field)) {
+                    filled.push_back({place, field});
+                }
+            }
+        }
+        if (!filled.empty()) {
+            return chooser.Of(filled);
+        }
+    }
     // The records themselves come first, and often.
     const Place place = chooser.Flag() ? chooser.Of(m_places) : m_places[0];
     std::vector<const FieldDescriptor*> fields = FieldsOf(place.node->type, isRepeated);
@@ -115,6 +162,44 @@ FieldPlace Runner::ChooseField(Chooser& chooser, bool isRepeated) {
         return {m_places[0], FieldsOf(m_places[0].node->type, isRepeated)[0]};
     }
     return {place, chooser.Of(fields)};
+}
+
+// A value that stands in a field, singular or repeated, of any of the records.
+bool Runner::ChooseFieldValue(Chooser& chooser, Literal& literal) {
+    const FieldPlace at = ChooseField(chooser, chooser.Flag());
+    const int size = at.place.node->Size(at.field);
+    const FieldDescriptor::CppType type = at.field->cpp_type();
+    if (size == 0 || type == FieldDescriptor::CPPTYPE_MESSAGE || type == FieldDescriptor::CPPTYPE_ENUM) {
+        return false;
+    }
+    const int i = chooser.Next(size);
+    const std::string& text = at.place.node->Of(at.field)[static_cast<size_t>(i)].text;
+    literal = Literal();
+    literal.isField = true;
+    literal.field.SetField(at.place.message, at.field, chooser.Flag());
+    if (at.field->is_repeated()) {
+        literal.field.SetArrayElementIdx(i);
+    }
+    switch (type) {
+        case FieldDescriptor::CPPTYPE_STRING:
+            literal.kind = Literal::Kind::Text;
+            literal.text = text;
+            return true;
+        case FieldDescriptor::CPPTYPE_DOUBLE:
+        case FieldDescriptor::CPPTYPE_FLOAT:
+            literal.kind = Literal::Kind::Float;
+            literal.real = std::strtod(text.c_str(), nullptr);
+            return true;
+        case FieldDescriptor::CPPTYPE_INT32:
+        case FieldDescriptor::CPPTYPE_INT64:
+            literal.kind = Literal::Kind::Int;
+            literal.int64 = std::strtoll(text.c_str(), nullptr, 10);
+            return true;
+        default:
+            literal.kind = Literal::Kind::UInt;
+            literal.uint64 = std::strtoull(text.c_str(), nullptr, 10);
+            return true;
+    }
 }
 
 // A field of the same type, anywhere.
@@ -194,8 +279,9 @@ bool IsPlain(const FieldPlace& at, const Filter& filter) {
 
 // Gives elements to a field, so that the operations have something to work on.
 std::string Runner::Fill(Chooser& chooser) {
-    const FieldPlace at = ChooseField(chooser, !chooser.Rarely(3));
-    const int count = 1 + chooser.Next(4);
+    const FieldPlace at = ChooseField(chooser, !chooser.Rarely(3), false);
+    // Now and then more than a word of marks.
+    const int count = (chooser.Rarely(20) ? 20 + chooser.Next(60) : 1) + chooser.Next(4);
     const int first = chooser.Next(8);
     m_description = "fill " + Name(at) + " with " + std::to_string(count) + " from " + std::to_string(first);
     m_world.Fill(at.place, at.field, count, first);
@@ -203,23 +289,47 @@ std::string Runner::Fill(Chooser& chooser) {
 }
 
 Runner::Operation Runner::Element(Chooser& chooser, bool isPush) {
-    const FieldPlace at = ChooseField(chooser, true);
+    FieldPlace at = ChooseField(chooser, true);
+    if (chooser.Rarely(6)) {
+        // Messages have the most rules.
+        std::vector<FieldPlace> messages;
+        for (const FieldDescriptor* field : FieldsOf(m_places[0].node->type, true)) {
+            if (field->message_type() != nullptr) {
+                messages.push_back({m_places[0], field});
+            }
+        }
+        at = chooser.Of(messages);
+    }
     const Target target = {at.place.node, at.field};
     ElementExpr expr = ChooseElementExpr(chooser, at.field, at.place.node->Size(at.field));
+    // A later entry could read what an earlier one wrote: such a value is the only one.
+    Literal fieldValue;
+    if (expr.entries.size() == 1 && chooser.Rarely(4) && ChooseFieldValue(chooser, fieldValue)) {
+        expr.entries[0].value = fieldValue;
+    }
     const auto type = isPush ? OstraneCommon::EXPR_OP_PUSH : OstraneCommon::EXPR_OP_SET;
     OstraneCommon::Expr& tree = MakeTree(m_tree, type, expr);
     expr.shown = tree.ToStr();
+    if (expr.entries.size() == 1 && expr.entries[0].value.isField && expr.entries[0].isAssign &&
+        expr.entries[0].hasValue) {
+        expr.entries[0].value.shown = tree.OperandRef(1).OperandRef(0).m_self.ToStr();
+    }
     m_description = (isPush ? "push " : "set ") + Name(at) + " by " + expr.shown;
     // Whether a map's entry without its message counts as complete is for protobuf to say: generated and dynamic
     // entries differ.
     const bool isAllowed =
-        !isPush || !at.field->is_map() || at.field->message_type()->field(1)->message_type() == nullptr;
-    return {isPush ? "PushWithExpr" : "SetWithExpr", isAllowed,
+        !isPush || !at.field->is_map() || at.field->message_type()->field(1)->message_type() == nullptr ||
+        expr.entries.empty() ||
+        std::any_of(expr.entries.begin(), expr.entries.end(), [](const Entry& entry) { return entry.name != "key"; });
+    return {isPush ? "PushWithExpr" : "SetWithExpr",
+            isAllowed,
             [=] { return isPush ? m_reference.PushWithExpr(target, expr) : m_reference.SetWithExpr(target, expr); },
             [=, &tree] {
                 MutableProtobufField field = HandleOf(at.place, at.field);
                 return isPush ? Util().PushWithExpr(field, tree) : Util().SetWithExpr(field, tree);
-            }};
+            },
+            KindOf(at.field),
+            {SizeOf(at.place.node->Size(at.field))}};
 }
 
 // What an update leaves to its caller.
@@ -280,13 +390,18 @@ Runner::Operation Runner::Update(Chooser& chooser) {
     isAllowed &= isPop || !hasSource || IsUpdateAllowed(target, source);
     m_description = "update " + (isWhole ? at.place.path : Name(at)) + " kind " + std::to_string(type) +
                     (hasSource ? ShowSource(source, from.place.path) : " from nothing");
-    return {"UpdateWithPbField", isAllowed,
+    return {"UpdateWithPbField",
+            isAllowed,
             [=] { return m_reference.UpdateWithPbField(target, type, hasSource ? &source : nullptr); },
             [=] {
                 MutableProtobufField field = HandleOf(at.place, target.field);
                 PbField pb = SourceOf(source, from.place.message);
                 return Util().UpdateWithPbField(field, type, hasSource ? &pb : nullptr);
-            }};
+            },
+            isWhole ? "whole message" : (at.field->is_repeated() ? "repeated " : "singular ") + KindOf(at.field),
+            isPop       ? std::vector<std::string>{"pop"}
+            : hasSource ? MeetingsOf(source, target)
+                        : std::vector<std::string>{"no source"}};
 }
 
 Runner::Operation Runner::SetFrom(Chooser& chooser) {
@@ -302,13 +417,16 @@ Runner::Operation Runner::SetFrom(Chooser& chooser) {
     const int last = idxEnd < 0 ? idxEnd + size : idxEnd;
     m_description = "set " + Name(at) + " " + std::to_string(idxBegin) + " to " + std::to_string(idxEnd) +
                     ShowSource(source, from.place.path);
-    return {"SetWithPbField", IsApart(source, target, first, last),
+    return {"SetWithPbField",
+            IsApart(source, target, first, last),
             [=] { return m_reference.SetWithPbField(target, idxBegin, idxEnd, source); },
             [=] {
                 MutableProtobufField field = HandleOf(at.place, at.field);
                 PbField pb = SourceOf(source, from.place.message);
                 return Util().SetWithPbField(field, idxBegin, idxEnd, pb);
-            }};
+            },
+            KindOf(at.field),
+            MeetingsOf(source, target)};
 }
 
 Runner::Operation Runner::PushFrom(Chooser& chooser) {
@@ -338,12 +456,16 @@ Runner::Operation Runner::PushFrom(Chooser& chooser) {
         isAllowed = IsApart(source, target, pos == -1 ? size : pos, (pos == -1 ? size : pos) + count - 2);
     }
     m_description = "push " + Name(at) + " at " + std::to_string(pos) + ShowSource(source, from.place.path);
-    return {"PushWithPbField", isAllowed, [=] { return m_reference.PushWithPbField(target, pos, source); },
+    return {"PushWithPbField",
+            isAllowed,
+            [=] { return m_reference.PushWithPbField(target, pos, source); },
             [=] {
                 MutableProtobufField field = HandleOf(at.place, at.field);
                 PbField pb = SourceOf(source, from.place.message);
                 return Util().PushWithPbField(field, pos, pb);
-            }};
+            },
+            KindOf(at.field),
+            MeetingsOf(source, target)};
 }
 
 Runner::Operation Runner::PopExpr(Chooser& chooser) {
@@ -352,11 +474,15 @@ Runner::Operation Runner::PopExpr(Chooser& chooser) {
     const SelectExpr expr = ChooseSelectExpr(chooser, at.field);
     OstraneCommon::Expr& tree = MakeTree(m_tree, expr);
     m_description = "pop " + Name(at) + " by " + tree.ToStr();
-    return {"PopWithExpr", IsPlain(at, expr.filter), [=] { return m_reference.PopWithExpr(target, expr); },
+    return {"PopWithExpr",
+            IsPlain(at, expr.filter),
+            [=] { return m_reference.PopWithExpr(target, expr); },
             [=, &tree] {
                 MutableProtobufField field = HandleOf(at.place, at.field);
                 return Util().PopWithExpr(field, tree);
-            }};
+            },
+            KindOf(at.field),
+            {"filter " + std::to_string(static_cast<int>(expr.filter.kind)), SizeOf(at.place.node->Size(at.field))}};
 }
 
 Runner::Operation Runner::PopRange(Chooser& chooser) {
@@ -366,12 +492,16 @@ Runner::Operation Runner::PopRange(Chooser& chooser) {
     const Ranges ranges = ChooseRanges(chooser);
     OstraneCommon::Expr* tree = MakeTree(m_tree, filter);
     m_description = "pop " + Name(at) + Show(ranges) + Show(filter);
-    return {"PopWithRange", IsPlain(at, filter), [=] { return m_reference.PopWithRange(target, ranges, filter); },
+    return {"PopWithRange",
+            IsPlain(at, filter),
+            [=] { return m_reference.PopWithRange(target, ranges, filter); },
             [=] {
                 MutableProtobufField field = HandleOf(at.place, at.field);
                 OstraneCommon::IndexRangeList list = ranges;
                 return Util().PopWithRange(field, list, tree);
-            }};
+            },
+            KindOf(at.field),
+            {"filter " + std::to_string(static_cast<int>(filter.kind)), SizeOf(at.place.node->Size(at.field))}};
 }
 
 Runner::Operation Runner::Get(Chooser& chooser) {
@@ -392,7 +522,8 @@ Runner::Operation Runner::Get(Chooser& chooser) {
     }
     m_description =
         "get " + Name(at) + Show(ranges) + Show(filter) + (isMutable ? " moved to " : " copied to ") + Name(to);
-    return {byHandle ? "GetWithRange by handle" : "GetWithRange", isAllowed,
+    return {byHandle ? "GetWithRange by handle" : "GetWithRange",
+            isAllowed,
             [=] {
                 m_expectedPositions = {9};
                 return m_reference.GetWithRange(source, isMutable, ranges, filter, target,
@@ -409,7 +540,11 @@ Runner::Operation Runner::Get(Chooser& chooser) {
                 }
                 ProtobufField handle = {at.place.message, at.field};
                 return Util().GetWithRange(handle, isMutable, list, tree, destination, positions);
-            }};
+            },
+            KindOf(at.field),
+            {"filter " + std::to_string(static_cast<int>(filter.kind)), SizeOf(at.place.node->Size(at.field)),
+             std::string(isMutable ? "moved, " : "copied, ") +
+                 RelationOf({to.place.node, to.field, isMutable, false, 0, 0}, source)}};
 }
 
 std::string Runner::Compare(const Operation& operation) {
@@ -427,6 +562,11 @@ std::string Runner::Compare(const Operation& operation) {
     }
     ++m_statistics.operations[operation.name];
     ++m_statistics.codes[expected];
+    const std::string cell = operation.name + " / " + operation.kind + " / ";
+    ++m_statistics.cells[cell + std::to_string(expected)];
+    for (const std::string& meeting : operation.meetings) {
+        ++m_statistics.cells[cell + meeting];
+    }
     m_world.log.Clear();
     const int code = operation.run();
     if (code != expected) {
@@ -449,7 +589,7 @@ std::string Runner::Compare(const Operation& operation) {
 std::string Runner::RunStep(const Step& step) {
     Chooser chooser(step);
     m_places = m_world.Places();
-    switch (chooser.Next(12)) {
+    switch (chooser.Next(14)) {
         case 1:
             return Compare(Element(chooser, true));
         case 2:

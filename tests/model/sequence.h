@@ -24,7 +24,8 @@
 
 namespace model {
 
-using Step = std::array<uint8_t, 16>;
+// Enough for the longest choice: a get with a condition and two ranges, an element of three entries.
+using Step = std::array<uint8_t, 28>;
 
 struct Sequence {
     // Says with or without presence, and how the records are made: generated or dynamic, heap or arena.
@@ -47,6 +48,9 @@ struct Mismatch {
 struct Statistics {
     std::map<std::string, int> operations;  // by name, those that were not skipped
     std::map<int, int> codes;
+    // By what they met: "operation / kind of element / code", and "operation / kind of element / WHAT" for what a
+    // step chose beside it.
+    std::map<std::string, int> cells;
     int skipped = 0;  // what the operations leave to their caller to avoid
 };
 

@@ -1,6 +1,7 @@
 #include "model/world.h"
 
 #include <google/protobuf/descriptor.pb.h>
+#include <google/protobuf/unknown_field_set.h>
 
 #include "fields.pb.h"
 #include "fields3.pb.h"
@@ -16,7 +17,9 @@ namespace {
 
 constexpr int MAX_DEPTH = 2;
 constexpr size_t MAX_PLACES = 24;
-constexpr size_t MAX_NODES = 400;
+constexpr size_t MAX_NODES = 1000;
+// Of no field and no extension.
+constexpr int UNKNOWN_NUMBER = 5000;
 
 const Descriptor* TypeOf(uint8_t choice) {
     return (choice & 16U) != 0 ? fields3::Fields::descriptor() : fields::Fields::descriptor();
@@ -50,6 +53,10 @@ void Write(Message* message, const FieldDescriptor* field, int number, int key) 
     }
     Message* element = isAdd ? reflection->AddMessage(message, field) : reflection->MutableMessage(message, field);
     const Descriptor* type = element->GetDescriptor();
+    if (number % 3 == 1 && !type->options().map_entry()) {
+        element->GetReflection()->MutableUnknownFields(element)->AddVarint(UNKNOWN_NUMBER,
+                                                                           static_cast<uint64_t>(number));
+    }
     for (int i = 0; i < type->field_count(); ++i) {
         const FieldDescriptor* subField = type->field(i);
         if (type->options().map_entry() && i == 0) {
