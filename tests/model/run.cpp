@@ -46,8 +46,12 @@ bool AreLines(const std::vector<std::string>& actual, const std::vector<std::str
     return std::equal(actual.begin(), actual.end(), expected.begin(), expected.end(), isLine);
 }
 
+bool IsLong(int size) {
+    return size > 20;
+}
+
 std::string SizeOf(int size) {
-    return size == 0 ? "none" : size == 1 ? "one" : size <= 20 ? "some" : size <= 64 ? "a word" : "words";
+    return size == 0 ? "none" : size == 1 ? "one" : !IsLong(size) ? "some" : size <= 64 ? "a word" : "words";
 }
 
 std::string KindOf(const FieldDescriptor* field) {
@@ -280,8 +284,9 @@ bool IsPlain(const FieldPlace& at, const Filter& filter) {
 // Gives elements to a field, so that the operations have something to work on.
 std::string Runner::Fill(Chooser& chooser) {
     const FieldPlace at = ChooseField(chooser, !chooser.Rarely(3), false);
-    // Now and then more than a word of marks.
-    const int count = (chooser.Rarely(20) ? 20 + chooser.Next(60) : 1) + chooser.Next(4);
+    // Now and then more than a word of marks, and than the few messages that are moved by their contents.
+    const bool isMany = chooser.Rarely(at.field->message_type() != nullptr ? 6 : 20);
+    const int count = (isMany ? 20 + chooser.Next(60) : 1) + chooser.Next(4);
     const int first = chooser.Next(8);
     m_description = "fill " + Name(at) + " with " + std::to_string(count) + " from " + std::to_string(first);
     m_world.Fill(at.place, at.field, count, first);
@@ -505,7 +510,19 @@ Runner::Operation Runner::PopRange(Chooser& chooser) {
 }
 
 Runner::Operation Runner::Get(Chooser& chooser) {
-    const FieldPlace at = ChooseField(chooser, true);
+    FieldPlace at = ChooseField(chooser, true);
+    // Now and then everything of a long field, which is moved in another way than a few elements are.
+    bool isAll = false;
+    if (chooser.Rarely(4)) {
+        for (const Place& place : m_places) {
+            for (const FieldDescriptor* field : FieldsOf(place.node->type, true)) {
+                if (!isAll && IsLong(place.node->Size(field)) && field->message_type() != nullptr) {
+                    at = {place, field};
+                    isAll = true;
+                }
+            }
+        }
+    }
     const Target source = {at.place.node, at.field};
     FieldPlace to;
     ChooseSource(chooser, at.field, to);
@@ -513,13 +530,14 @@ Runner::Operation Runner::Get(Chooser& chooser) {
     const bool isMutable = chooser.Flag();
     const bool byHandle = isMutable && chooser.Flag();
     const bool wantsPositions = chooser.Flag();
-    const Filter filter = ChooseFilter(chooser, at.field);
-    const Ranges ranges = ChooseRanges(chooser);
+    const Filter filter = isAll ? Filter{Filter::Kind::None, nullptr, 0, ""} : ChooseFilter(chooser, at.field);
+    const Ranges ranges = isAll ? Ranges{} : ChooseRanges(chooser);
     OstraneCommon::Expr* tree = MakeTree(m_tree, filter);
     bool isAllowed = IsPlain(at, filter);
     for (const Value& element : at.place.node->Of(at.field)) {
         isAllowed &= !isMutable || element.node == nullptr || !IsInside(target.parent, *element.node);
     }
+    const std::string owner = to.place.message->GetArena() == at.place.message->GetArena() ? "one owner" : "two owners";
     m_description =
         "get " + Name(at) + Show(ranges) + Show(filter) + (isMutable ? " moved to " : " copied to ") + Name(to);
     return {byHandle ? "GetWithRange by handle" : "GetWithRange",
@@ -544,7 +562,8 @@ Runner::Operation Runner::Get(Chooser& chooser) {
             KindOf(at.field),
             {"filter " + std::to_string(static_cast<int>(filter.kind)), SizeOf(at.place.node->Size(at.field)),
              std::string(isMutable ? "moved, " : "copied, ") +
-                 RelationOf({to.place.node, to.field, isMutable, false, 0, 0}, source)}};
+                 RelationOf({to.place.node, to.field, isMutable, false, 0, 0}, source),
+             std::string(isAll ? "many " : "") + (isMutable ? "moved" : "copied") + " between " + owner}};
 }
 
 std::string Runner::Compare(const Operation& operation) {

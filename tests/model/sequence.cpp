@@ -34,6 +34,37 @@ Sequence Sequence::FromBytes(const uint8_t* data, size_t size) {
     return sequence;
 }
 
+namespace {
+
+// Leaves out a step and lets another do more in its place, as one fill of two does for two fills of one. False when
+// there is none such.
+bool LeaveOutForMore(Sequence& sequence, const std::function<bool(const Sequence&)>& fails) {
+    constexpr size_t FEW_STEPS = 8;
+    if (sequence.steps.size() > FEW_STEPS) {
+        return false;
+    }
+    for (size_t left = 0; left < sequence.steps.size(); ++left) {
+        Sequence shorter = sequence;
+        shorter.steps.erase(shorter.steps.begin() + static_cast<std::ptrdiff_t>(left));
+        for (Step& step : shorter.steps) {
+            for (uint8_t& byte : step) {
+                const uint8_t before = byte;
+                for (const int more : {1, 2, 3}) {
+                    byte = static_cast<uint8_t>(before + more);
+                    if (fails(shorter)) {
+                        sequence = shorter;
+                        return true;
+                    }
+                }
+                byte = before;
+            }
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
 Sequence Shrink(Sequence sequence, const std::function<bool(const Sequence&)>& fails) {
     bool isShorter = true;
     while (isShorter) {
@@ -69,6 +100,7 @@ Sequence Shrink(Sequence sequence, const std::function<bool(const Sequence&)>& f
                 }
             }
         }
+        isShorter = isShorter || LeaveOutForMore(sequence, fails);
     }
     return sequence;
 }
