@@ -24,8 +24,15 @@ constexpr int GENERIC = OstraneErrCode::GEN_ERR_ERR;
 constexpr int BAD_INDEX = OstraneErrCode::COMMON_ERR_INVALID_ARRAY_INDEX;
 constexpr int BAD_TYPE = OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE;
 
-constexpr const char* TARGET = "many_int32: [1, 2] many_string: ['a', 'b'] many_message: [{a: 1}, {a: 2}]";
-constexpr const char* SOURCE = "many_int32: [3, 4] many_string: ['c', 'd'] many_message: [{a: 3}, {a: 4}]";
+// Of every element type, and of singular fields what copies need.
+constexpr const char* TARGET =
+    "many_bool: [0, 0] many_int32: [1, 2] many_uint32: [1, 2] many_int64: [1, 2] many_uint64: [1, 2] "
+    "many_double: [1, 2] many_float: [1, 2] many_enum: [RED, RED] many_string: ['a', 'b'] many_bytes: ['a', 'b'] "
+    "many_message: [{a: 1}, {a: 2}] one_int32: 1";
+constexpr const char* SOURCE =
+    "many_bool: [1, 1] many_int32: [3, 4] many_uint32: [3, 4] many_int64: [3, 4] many_uint64: [3, 4] "
+    "many_double: [3, 4] many_float: [3, 4] many_enum: [BLUE, GREEN] many_string: ['c', 'd'] many_bytes: ['c', 'd'] "
+    "many_message: [{a: 3}, {a: 4}] one_int32: 2";
 
 // How a run ends in which a call fails.
 struct End {
@@ -40,6 +47,8 @@ struct Sweep {
     std::function<int(Message* target, Message* source)> run;
     std::vector<End> afterLibrary;     // one a call of the expression library
     std::vector<End> afterReflection;  // one a call of reflection that gives a container or an element
+    // Which calls of reflection fail.
+    ReflectionCall call = ReflectionCall::Any;
 };
 
 class FaultSweepTest : public testing::Test {
@@ -55,6 +64,7 @@ protected:
         TheHost().isEveryElementMarked = true;
     }
     std::vector<Sweep> Sweeps();
+    void AddSweepsWithoutFaults(std::vector<Sweep>& sweeps);
     // Runs one operation with what is set up to fail.
     void ExpectEnd(const Sweep& sweep, MessageKind kind, const End& end, const ReflectionFault* fault);
 
@@ -68,9 +78,10 @@ protected:
 
 std::vector<Sweep> FaultSweepTest::Sweeps() {
     std::vector<Sweep> sweeps;
-    for (const std::string field : {"many_int32", "many_string", "many_message"}) {
+    for (const std::string field : {"many_bool", "many_int32", "many_uint32", "many_int64", "many_uint64",
+                                    "many_double", "many_float", "many_string", "many_bytes", "many_message"}) {
         const bool isMessage = field == "many_message";
-        const bool isText = field == "many_string";
+        const bool isText = field == "many_string" || field == "many_bytes";
         const bool isNumber = !isMessage && !isText;
         const std::string name = isMessage ? "a" : "$";
         const size_t castLines = isMessage ? 2 : 1;
@@ -148,39 +159,93 @@ std::vector<Sweep> FaultSweepTest::Sweeps() {
                           [=](Message* target, Message* from) { return get(target, from, true, true); },
                           {noMatch},
                           {noContainer, noContainer}});
-        // Of strings and messages the containers are there when the elements are: nobody asks.
-        if (isNumber) {
-            sweeps.push_back({"set from",
-                              field,
-                              [=](Message* target, Message* from) {
-                                  MutableProtobufField handle = Field(target, field);
-                                  PbField src = source(from, true);
-                                  return util().SetWithPbField(handle, 0, 1, src);
-                              },
-                              {},
-                              {noContainer}});
-            sweeps.push_back({"push from",
-                              field,
-                              [=](Message* target, Message* from) {
-                                  MutableProtobufField handle = Field(target, field);
-                                  PbField src = source(from, false);
-                                  return util().PushWithPbField(handle, 1, src);
-                              },
-                              {},
-                              {noContainer}});
+        // Of strings and messages the containers are there when the elements are: nobody asks. A message that is
+        // not added ends the push, behind those that were.
+        for (const bool isMutable : {false, true}) {
+            const auto setFrom = [=](Message* target, Message* from) {
+                MutableProtobufField handle = Field(target, field);
+                PbField src = source(from, isMutable);
+                return util().SetWithPbField(handle, 0, 1, src);
+            };
+            const auto pushFrom = [=](Message* target, Message* from) {
+                MutableProtobufField handle = Field(target, field);
+                PbField src = source(from, isMutable);
+                return util().PushWithPbField(handle, 1, src);
+            };
             // Cleared before it is filled again.
+            const auto update = [=](Message* target, Message* from) {
+                MutableProtobufField handle = Field(target, field);
+                PbField src = source(from, isMutable);
+                return util().UpdateWithPbField(handle, OstraneCommon::EXPR_OP_SET, &src);
+            };
+            if (isNumber) {
+                sweeps.push_back({"set from", field, setFrom, {}, {noContainer}});
+                sweeps.push_back({"push from", field, pushFrom, {}, {noContainer}});
+                sweeps.push_back({"update", field, update, {}, {{GENERIC, 1, "[]"}}});
+                continue;
+            }
+            const std::vector<End> pushed = {noContainer, {GENERIC, 1, "[{a: 1}, {a: 2}, {}]"}};
+            const std::vector<End> updated = {{GENERIC, 1, "[]"}, {GENERIC, 1, "[{}]"}};
+            const ReflectionCall add = ReflectionCall::AddMessage;
+            sweeps.push_back({"set from", field, setFrom, {}, {}, add});
+            sweeps.push_back({"push from", field, pushFrom, {}, isMessage ? pushed : std::vector<End>{}, add});
+            sweeps.push_back({"update", field, update, {}, isMessage ? updated : std::vector<End>{}, add});
+        }
+    }
+    AddSweepsWithoutFaults(sweeps);
+    return sweeps;
+}
+
+// What makes no call that could fail.
+void FaultSweepTest::AddSweepsWithoutFaults(std::vector<Sweep>& sweeps) {
+    using OstraneCommon::ExprType;
+    const auto update = [this](Message* target, const std::string& field, ExprType type, PbField* src) {
+        MutableProtobufField handle = {target, field.empty() ? nullptr : Field(target, field).m_pFieldDesc};
+        return ProtobufRecordUtil(m_record).UpdateWithPbField(handle, type, src);
+    };
+    for (const std::string field : {"", "many_int32", "many_message", "one_int32"}) {
+        sweeps.push_back(
+            {"clear",
+             field,
+             [=](Message* target, Message*) { return update(target, field, OstraneCommon::EXPR_OP_POP, nullptr); },
+             {},
+             {}});
+    }
+    for (const bool isMutable : {false, true}) {
+        for (const std::string field : {"", "one_int32"}) {
             sweeps.push_back({"update",
                               field,
                               [=](Message* target, Message* from) {
-                                  MutableProtobufField handle = Field(target, field);
-                                  PbField src = source(from, false);
-                                  return util().UpdateWithPbField(handle, OstraneCommon::EXPR_OP_SET, &src);
+                                  PbField src;
+                                  src.SetField(from, field.empty() ? nullptr : Field(from, field).m_pFieldDesc,
+                                               isMutable);
+                                  return update(target, field, OstraneCommon::EXPR_OP_SET, &src);
                               },
                               {},
-                              {{GENERIC, 1, "[]"}}});
+                              {}});
         }
+        // Enums are written one by one, by calls that give nothing.
+        sweeps.push_back({"set from",
+                          "many_enum",
+                          [=](Message* target, Message* from) {
+                              MutableProtobufField handle = Field(target, "many_enum");
+                              PbField src;
+                              src.SetField(from, handle.m_pFieldDesc, isMutable);
+                              return ProtobufRecordUtil(m_record).SetWithPbField(handle, 0, 1, src);
+                          },
+                          {},
+                          {}});
+        sweeps.push_back({"push from",
+                          "many_enum",
+                          [=](Message* target, Message* from) {
+                              MutableProtobufField handle = Field(target, "many_enum");
+                              PbField src;
+                              src.SetField(from, handle.m_pFieldDesc, isMutable);
+                              return ProtobufRecordUtil(m_record).PushWithPbField(handle, 1, src);
+                          },
+                          {},
+                          {}});
     }
-    return sweeps;
 }
 
 void FaultSweepTest::ExpectEnd(const Sweep& sweep, MessageKind kind, const End& end, const ReflectionFault* fault) {
@@ -228,22 +293,18 @@ TEST_F(FaultSweepTest, EachCallOfTheExpressionLibraryFails) {
 
 TEST_F(FaultSweepTest, EachCallOfReflectionFails) {
     for (const Sweep& sweep : Sweeps()) {
-        // Strings are read by the call that gives them to write, which reading does not expect to fail: the
-        // calls that ask for a container come behind those that make the marks.
         for (MessageKind kind : AllMessageKinds()) {
             for (size_t call = 1; call <= sweep.afterReflection.size(); ++call) {
                 SCOPED_TRACE(sweep.name + " " + sweep.field + ", " + NameOf(kind) + ", call " + std::to_string(call));
                 ResetHost();
-                const ReflectionFault fault(ReflectionCall::Any, static_cast<int>(call));
+                const ReflectionFault fault(sweep.call, static_cast<int>(call));
                 ExpectEnd(sweep, kind, sweep.afterReflection[call - 1], &fault);
             }
             SCOPED_TRACE(sweep.name + " " + sweep.field + ", " + NameOf(kind) + ", no fault");
             ResetHost();
-            const ReflectionFault fault(ReflectionCall::Any, static_cast<int>(sweep.afterReflection.size()) + 1);
-            if (!sweep.afterReflection.empty()) {
-                OSTRANE_EXPECT_DONE(sweep, kind);
-                EXPECT_FALSE(fault.HasFired());
-            }
+            const ReflectionFault fault(sweep.call, static_cast<int>(sweep.afterReflection.size()) + 1);
+            OSTRANE_EXPECT_DONE(sweep, kind);
+            EXPECT_FALSE(fault.HasFired());
         }
     }
 }
@@ -251,19 +312,48 @@ TEST_F(FaultSweepTest, EachCallOfReflectionFails) {
 // What the log answers changes no code and no record.
 TEST_F(FaultSweepTest, EachQuestionOfTheLogIsRefused) {
     for (const Sweep& sweep : Sweeps()) {
-        for (size_t call = 1; call <= sweep.afterLibrary.size(); ++call) {
-            End end = sweep.afterLibrary[call - 1];
+        const size_t libraryCalls = sweep.afterLibrary.size();
+        for (size_t call = 1; call <= libraryCalls + sweep.afterReflection.size(); ++call) {
+            const bool isLibrary = call <= libraryCalls;
+            End end = isLibrary ? sweep.afterLibrary[call - 1] : sweep.afterReflection[call - libraryCalls - 1];
             const size_t lines = end.lines;
             for (size_t question = 1; question <= lines; ++question) {
                 SCOPED_TRACE(sweep.name + " " + sweep.field + ", call " + std::to_string(call) + ", question " +
                              std::to_string(question));
                 ResetHost();
-                TheHost().failingCall = static_cast<int>(call);
+                TheHost().failingCall = isLibrary ? static_cast<int>(call) : 0;
                 TheHost().refusedQuestion = question;
                 end.lines = lines - 1;
-                ExpectEnd(sweep, MessageKind::GeneratedOnHeap, end, nullptr);
+                const ReflectionFault fault(sweep.call, isLibrary ? 1000 : static_cast<int>(call - libraryCalls));
+                ExpectEnd(sweep, MessageKind::GeneratedOnHeap, end, isLibrary ? nullptr : &fault);
                 EXPECT_EQ(TheHost().questions.size(), lines);
             }
+        }
+    }
+}
+
+// Neither do its answers to notes of progress.
+TEST_F(FaultSweepTest, EachNoteIsRefused) {
+    m_low = LOG_PRIORITY_DEBUG;
+    size_t notes = 0;
+    for (const Sweep& sweep : Sweeps()) {
+        std::string expected;
+        for (size_t question = 0; question == 0 || question <= notes; ++question) {
+            SCOPED_TRACE(sweep.name + " " + sweep.field + ", question " + std::to_string(question));
+            ResetHost();
+            TheHost().refusedQuestion = question;
+            MessageMaker maker(MessageKind::GeneratedOnHeap, fields::Fields::descriptor());
+            Message* target = maker.Make(TARGET);
+            Message* source = maker.Make(SOURCE);
+            EXPECT_EQ(sweep.run(target, source), 0);
+            const std::string left = Show(*target) + " / " + Show(*source);
+            if (question == 0) {
+                expected = left;
+                notes = TheHost().questions.size();
+                EXPECT_EQ(notes, sweep.name == "update" ? 1U : 0U);
+            }
+            EXPECT_EQ(left, expected);
+            EXPECT_EQ(TheHost().lines.size(), question == 0 ? notes : notes - 1);
         }
     }
 }
