@@ -1,15 +1,17 @@
 // A host's resolver overrides what is there to be overridden.
 #include "common/expr.h"
 
+#ifdef FORBIDDEN
+using Array = const OstraneCommon::ExprVariant;
+#else
+using Array = OstraneCommon::ExprVariant;
+#endif
+
 class HostResolver : public OstraneCommon::ExprResolver {
 public:
-#ifdef FORBIDDEN
-    int ArraySize(const OstraneCommon::ExprVariant& var) override;
-#else
-    int ArraySize(OstraneCommon::ExprVariant& var) override;
-#endif
+    int ArraySize(Array& var) override;
 };
 
-int HostResolver::ArraySize(OstraneCommon::ExprVariant& var) {
+int HostResolver::ArraySize(Array& var) {
     return static_cast<int>(var.m_type);
 }
