@@ -11,6 +11,7 @@
 #include "common/err_code.h"
 #include "filter_fixture.h"
 #include "filters.pb.h"
+#include "support/broken_message.h"
 
 namespace {
 
@@ -416,24 +417,33 @@ TEST(ArrayVariable, MustBeARepeatedFieldOfItsMessage) {
     std::vector<bool> marks;
     int count = 0;
     int first = 0;
-    const auto find = [&](ExprVariant array) {
+    const auto find = [&](const ExprVariant& array) {
+        ExprVariant asked = array;
         std::string errmsg;
-        const int ret = always.FindArrayMatchPositions(resolver, array, ranges, marks, count, first, errmsg);
-        EXPECT_FALSE(errmsg.empty());
-        return ret;
+        const int ret = always.FindArrayMatchPositions(resolver, asked, ranges, marks, count, first, errmsg);
+        return std::to_string(ret) + ": " + errmsg;
     };
     ExprVariant array;
-    EXPECT_EQ(find(array), OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE);
+    EXPECT_EQ(find(array), "-5145: the array to search is not a field");
     array.m_type = OstraneCommon::EXPR_UNRESOLVE;
-    EXPECT_EQ(find(array), OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE);
+    EXPECT_EQ(find(array), "-5145: the array to search has no message or no field");
+    array.m_flags = OstraneCommon::EXPR_FLAG_NAME;
+    EXPECT_EQ(find(array), "-5145: the array to search is not a field");
+    array.m_flags = 0;
     array.m_data.pb.SetField(&record, nullptr, false);
-    EXPECT_EQ(find(array), OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE);
+    EXPECT_EQ(find(array), "-5145: the array to search has no message or no field");
     array.m_data.pb.SetField(nullptr, type->FindFieldByName("i32s"), false);
-    EXPECT_EQ(find(array), OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE);
+    EXPECT_EQ(find(array), "-5145: the array to search has no message or no field");
     array.m_data.pb.SetField(&record, type->FindFieldByName("limit"), false);
-    EXPECT_EQ(find(array), OstraneErrCode::COMMON_ERR_INVALID_EXPR_TYPE);
+    EXPECT_EQ(find(array), "-5145: filters.Record.limit is not a repeated field");
     array.m_data.pb.SetField(&other, type->FindFieldByName("i32s"), false);
-    EXPECT_EQ(find(array), OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME);
+    EXPECT_EQ(find(array), "-4889: filters.Record.i32s is not a field of the message that is searched");
+    // That it is not repeated is said first.
+    array.m_data.pb.SetField(&other, type->FindFieldByName("limit"), false);
+    EXPECT_EQ(find(array), "-5145: filters.Record.limit is not a repeated field");
+    const BrokenMessage broken(type, nullptr);
+    array.m_data.pb.SetField(&broken, type->FindFieldByName("i32s"), false);
+    EXPECT_EQ(find(array), "-256: the message that is searched has no reflection");
 }
 
 }  // namespace

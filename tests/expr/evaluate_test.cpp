@@ -363,6 +363,7 @@ TEST(Evaluate, HintsAtTheNearestName) {
     EXPECT_EQ(Calculate("SOLD <> state", scope, {}).error.hint, "write 'SOLD' in quotes");
     EXPECT_EQ(Calculate("state NOT IN ('OPEN', SOLD)", scope, {}).error.hint, "write 'SOLD' in quotes");
     EXPECT_EQ(Calculate("i32 = OPEN", scope, {}).error.hint.find("quotes"), std::string::npos);
+    EXPECT_EQ(Calculate("attrs = 1", scope, {}).error.hint, "ask for one key, or size()");
 }
 
 TEST(Evaluate, FieldsWithoutPresence) {
