@@ -235,8 +235,14 @@ std::shared_ptr<Node> Read(const Message& message) {
         reflection->ListFields(message, &fields);
         std::string unknown;
         reflection->GetUnknownFields(message).SerializeToString(&unknown);
-        if (!unknown.empty()) {
-            node->fields[0] = {{unknown, nullptr}};
+        std::string shown;
+        for (const char byte : unknown) {
+            char hex[4];
+            std::snprintf(hex, sizeof(hex), "%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
+            shown += hex;
+        }
+        if (!shown.empty()) {
+            node->fields[0] = {{shown, nullptr}};
         }
     }
     for (const FieldDescriptor* field : fields) {

@@ -30,7 +30,7 @@ struct Node {
     explicit Node(const google::protobuf::Descriptor* itsType) : type(itsType) {}
 
     const google::protobuf::Descriptor* type;
-    // By field number; under 0, as they would be written, the fields that the type does not know.
+    // By field number; under 0, as the bytes that they are written as, the fields that the type does not know.
     std::map<int, Values> fields;
 
     const Values& Of(const google::protobuf::FieldDescriptor* field) const;
