@@ -41,35 +41,55 @@ Found Search(Expr& filter, ProtobuFieldResolver& resolver, const google::protobu
     return out;
 }
 
-// The outputs agree with each other and with one evaluation after the other.
-void Check(const Found& found, const Expr& filter, filters::Record& record,
-           const google::protobuf::FieldDescriptor* field) {
+// The outputs agree with each other and with one evaluation after the other. `some` is what was found in `ranges`.
+void Check(const Found& all, const Found& some, const IndexRangeList& ranges, const Expr& filter,
+           filters::Record& record, const google::protobuf::FieldDescriptor* field) {
     const ExprScope scope = ExprScope::OfElements(field, record.GetDescriptor());
     BoundExpr bound;
     ExprError error;
     const int ret = BoundExpr::BindCondition(filter, scope, ExprBindings(), bound, error);
-    if (found.ret != 0) {
-        Require(found.ret < 0 && !found.errmsg.empty());
+    for (const Found* found : {&all, &some}) {
+        Require(found->ret <= 0 && (found->ret == 0) == found->errmsg.empty());
+    }
+    if (ret != 0) {
+        Require(all.ret == ret && some.ret == ret);
         return;
     }
-    Require(ret == 0);
-    Require(found.marks.size() == static_cast<size_t>(record.GetReflection()->FieldSize(record, field)));
-    int count = 0;
-    int first = -1;
-    for (size_t i = 0; i < found.marks.size(); ++i) {
-        ExprRow row;
-        row.record = row.owner = &record;
-        row.index = static_cast<int>(i);
-        if (field->message_type() != nullptr) {
-            row.element = &record.GetReflection()->GetRepeatedMessage(record, field, row.index);
+    const int size = record.GetReflection()->FieldSize(record, field);
+    int failed = 0;
+    for (const Found* found : {&all, &some}) {
+        int count = 0;
+        int first = -1;
+        for (int i = 0; i < size; ++i) {
+            bool isInRange = found == &all;
+            for (const auto& range : ranges) {
+                const int begin = range.first < 0 ? range.first + size : range.first;
+                const int end = range.second < 0 ? range.second + size : range.second;
+                isInRange |= begin <= i && i <= end;
+            }
+            ExprRow row;
+            row.record = row.owner = &record;
+            row.index = i;
+            if (field->message_type() != nullptr) {
+                row.element = &record.GetReflection()->GetRepeatedMessage(record, field, i);
+            }
+            bool isTrue = false;
+            const int tested = isInRange ? bound.Test(row, isTrue, error) : 0;
+            failed = failed == 0 ? tested : failed;
+            if (found->ret == 0) {
+                Require(tested == 0 && (isInRange && isTrue) == found->marks[static_cast<size_t>(i)]);
+            }
+            count += isTrue ? 1 : 0;
+            first = isTrue && first < 0 ? i : first;
         }
-        bool isTrue = false;
-        Require(bound.Test(row, isTrue, error) == 0);
-        Require(isTrue == found.marks[i]);
-        count += isTrue ? 1 : 0;
-        first = isTrue && first < 0 ? row.index : first;
+        // A search fails where an element does.
+        Require(found->ret == failed);
+        if (found->ret == 0) {
+            Require(found->marks.size() == static_cast<size_t>(size));
+            Require(count == found->count && first == found->first);
+        }
+        failed = 0;
     }
-    Require(count == found.count && first == found.first);
 }
 
 }  // namespace
@@ -99,9 +119,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (!field->is_repeated()) {
             continue;
         }
-        Check(Search(*filter, resolver, record, field, {}), *filter, record, field);
-        const Found some = Search(*filter, resolver, record, field, {{1, -2}, {-1, 0}});
-        Require(some.ret <= 0);
+        const IndexRangeList ranges = {{1, -2}, {-1, 0}};
+        Check(Search(*filter, resolver, record, field, {}), Search(*filter, resolver, record, field, ranges), ranges,
+              *filter, record, field);
     }
     return 0;
 }
