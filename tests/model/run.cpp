@@ -526,6 +526,14 @@ Runner::Operation Runner::Get(Chooser& chooser) {
     const Target source = {at.place.node, at.field};
     FieldPlace to;
     ChooseSource(chooser, at.field, to);
+    if (isAll && chooser.Flag()) {
+        // Between owners, which cannot hand over what they hold.
+        for (const Place& place : m_places) {
+            if (place.node->type == at.place.node->type && place.message->GetArena() != at.place.message->GetArena()) {
+                to = {place, at.field};
+            }
+        }
+    }
     const Target target = {to.place.node, to.field};
     const bool isMutable = chooser.Flag();
     const bool byHandle = isMutable && chooser.Flag();
