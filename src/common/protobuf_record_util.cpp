@@ -634,23 +634,30 @@ int ReplaceMessage(LogCategory* log, Message* target, const PbField& src) {
 // The target is a singular message field, the source a whole message. A message that is already
 // present is not overwritten: callers tell a new field from a changed one by it.
 int ReplaceMessageField(LogCategory* log, MutableProtobufField& field, const PbField& src) {
-    const Reflection* reflection = field.m_pParent->GetReflection();
-    if (reflection->HasField(*field.m_pParent, field.m_pFieldDesc)) {
+    Message* parent = field.m_pParent;
+    const Reflection* reflection = parent->GetReflection();
+    if (reflection->HasField(*parent, field.m_pFieldDesc)) {
         OSTRANE_UPDATE_LOG(LOG_PRIORITY_ERROR, "expect fieldDesc is null, source: %s, target: %s",
-                           TypeName(*src.pMessage).c_str(), TypeName(*field.m_pParent).c_str());
+                           TypeName(*src.pMessage).c_str(), TypeName(*parent).c_str());
         return OstraneErrCode::COMMON_ERR_INVALID_FIELD_NAME;
     }
-    if (src.pMessage == field.m_pParent) {
-        // A message cannot be moved into itself, and a copy must not meet its own target.
-        const std::unique_ptr<Message> before(src.pMessage->New());
-        before->CopyFrom(*src.pMessage);
-        PbField copied = src;
-        copied.pMessage = before.get();
-        copied.isMutable = false;
-        TakeMessage(log, reflection->MutableMessage(field.m_pParent, field.m_pFieldDesc), copied);
-        return 0;
+    const google::protobuf::OneofDescriptor* oneof = field.m_pFieldDesc->containing_oneof();
+    const bool isParent = src.pMessage == parent;
+    PbField taken = src;
+    std::unique_ptr<Message> before;
+    if (isParent || (oneof != nullptr && reflection->HasOneof(*parent, oneof))) {
+        // Taken before the field is opened: a copy of the parent must not meet its own target, and the member of the
+        // oneof that is freed by opening another one may hold the source. A message cannot be moved into itself.
+        before.reset(src.pMessage->New());
+        taken.pMessage = before.get();
+        taken.isMutable = src.isMutable && !isParent;
+        if (taken.isMutable) {
+            Exchange(before.get(), Consumable(src));
+        } else {
+            before->CopyFrom(*src.pMessage);
+        }
     }
-    TakeMessage(log, reflection->MutableMessage(field.m_pParent, field.m_pFieldDesc), src);
+    TakeMessage(log, reflection->MutableMessage(parent, field.m_pFieldDesc), taken);
     return 0;
 }
 

@@ -360,6 +360,33 @@ TEST_F(UpdateWithPbField, AMessageOfAOneofDisplacesTheOtherMember) {
     EXPECT_EQ(Show(*target), "choice_message { a: 7 }");
 }
 
+// Opening the target frees the member that was set, and what lies in it.
+TEST_F(UpdateWithPbField, AMessageOfAOneofTakesOneOutOfTheMemberItDisplaces) {
+    for (const MessageKind kind : AllMessageKinds()) {
+        for (const bool isMutable : {false, true}) {
+            SCOPED_TRACE(NameOf(kind));
+            MessageMaker maker(kind, fields::Fields::descriptor());
+            const std::string note = isMutable ? "swap message " : "copy message ";
+
+            Message* message =
+                maker.Make("choice_fields { one_message { b: 'a text that is freed with its member' } }");
+            const Message& member = message->GetReflection()->GetMessage(*message, FieldOf(*message, "choice_fields"));
+            const Message& inside = member.GetReflection()->GetMessage(member, FieldOf(member, "one_message"));
+            EXPECT_EQ(Update(message, "choice_message", WholeMessage(inside, isMutable)), 0);
+            EXPECT_EQ(Show(*message), "choice_message { b: \"a text that is freed with its member\" }");
+            EXPECT_EQ(TakeLines(), Lines({Debug(UPDATE, note + "fields.Plain")}));
+
+            Message* target = maker.Make("choice_fields { one_int32: 1 }");
+            Message* source = maker.Make("one_message { b: 'a text elsewhere, which stays where it is' }");
+            const Message& outside = source->GetReflection()->GetMessage(*source, FieldOf(*source, "one_message"));
+            EXPECT_EQ(Update(target, "choice_message", WholeMessage(outside, isMutable)), 0);
+            EXPECT_EQ(Show(*target), "choice_message { b: \"a text elsewhere, which stays where it is\" }");
+            EXPECT_EQ(Show(outside), isMutable ? "" : "b: \"a text elsewhere, which stays where it is\"");
+            EXPECT_EQ(TakeLines(), Lines({Debug(UPDATE, note + "fields.Plain")}));
+        }
+    }
+}
+
 // The parent cannot be moved into itself, so it is copied, as it was before.
 TEST_F(UpdateWithPbField, AMessageFieldTakesItsOwnParent) {
     for (const MessageKind kind : AllMessageKinds()) {
