@@ -254,7 +254,8 @@ ParseBuilder::Explanation ParseBuilder::ExplainRest(Fault fault, const char* at)
     const bool takesWhere = statement->kind != StatementKind::Push && statement->kind != StatementKind::Clear &&
                             !statement->hasFrom && statement->where == nullptr;
     if (!takesWhere && statement->where == nullptr && Upper(next) == "WHERE") {
-        return {verb + (statement->hasFrom ? " .. FROM" : "") + " takes no WHERE", ""};
+        return {verb + (statement->hasFrom ? " .. FROM" : "") + " takes no WHERE",
+                statement->kind == StatementKind::Clear ? "POP removes chosen elements" : ""};
     }
     std::string message = "expected ";
     message += last != nullptr && !isLiteral ? "an operator, " : "";

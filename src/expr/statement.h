@@ -72,8 +72,8 @@ struct Statement {
     StatementPath path;
     Expr* value = nullptr;  // of SET and PUSH with '='
     bool hasFrom = false;
-    StatementPath from;  // of SET and PUSH with FROM
-    Expr* where = nullptr;
+    StatementPath from;     // of SET and PUSH with FROM
+    Expr* where = nullptr;  // never of PUSH, CLEAR and SET .. FROM
 };
 
 struct StatementList {

@@ -136,9 +136,6 @@ int StatementCompiler::CompileRead() {
 
 int StatementCompiler::CompileClear() {
     const PlanStep& last = Last();
-    if (m_statement.where != nullptr) {
-        return FailType(WherePlace(), "CLEAR takes no WHERE", "POP removes chosen elements", last.field);
-    }
     if (last.HasSelector()) {
         return FailType(last.subscriptPlace, "CLEAR empties the whole field", "POP removes chosen elements",
                         last.field);
@@ -159,9 +156,6 @@ int StatementCompiler::CheckPushPosition() {
             last.place, "PUSH inserts into repeated fields, and " + NameOf(last.field) + " is " + KindOf(last.field),
             isSingular ? "SET gives it a value" : "SET " + std::string(last.field->name()) + "[key] = .. adds an entry",
             last.field);
-    }
-    if (m_statement.where != nullptr) {
-        return FailType(WherePlace(), "PUSH takes no WHERE", "", last.field);
     }
     if (last.subscript == SubscriptKind::Ranges) {
         return FailType(last.subscriptPlace, "PUSH inserts at one position",
@@ -312,9 +306,6 @@ int StatementCompiler::CompileFrom(const FieldDescriptor* target, bool isElement
 
 int StatementCompiler::CompileSetFrom() {
     const PlanStep& last = Last();
-    if (m_statement.where != nullptr) {
-        return FailType(WherePlace(), "SET .. FROM takes no WHERE", "", last.field);
-    }
     if (last.IsWholeArray() && last.field->is_map()) {
         return FailType(last.place, NameOf(last.field) + " is a map, and no map can be copied", "", last.field);
     }

@@ -244,7 +244,7 @@ TEST(Statement, WhatFollowsThePath) {
         {"SET a FROM b WHERE c", "1:14 SET .. FROM takes no WHERE"},
         {"PUSH a FROM b WHERE c", "1:15 PUSH .. FROM takes no WHERE"},
         {"PUSH a = 1 WHERE c", "1:12 PUSH takes no WHERE"},
-        {"CLEAR a WHERE c", "1:9 CLEAR takes no WHERE"},
+        {"CLEAR a WHERE c", "1:9 CLEAR takes no WHERE | POP removes chosen elements"},
         {"GET a = 1", "1:7 GET takes no value"},
         {"CLEAR a FROM b", "1:9 CLEAR takes no FROM"},
         {"POP a WHERE", "1:12 expected a value after 'WHERE'"},

@@ -1,6 +1,8 @@
-#pragma once
 // The allocations of one thread: counted, and failing when told to. A test that uses it has its operators new and
 // delete.
+#ifndef OSTRANE_TESTS_SUPPORT_COUNTED_HEAP_H_
+#define OSTRANE_TESTS_SUPPORT_COUNTED_HEAP_H_
+
 #include <cstddef>
 
 struct CountedHeap {
@@ -16,3 +18,5 @@ struct CountedHeap {
 
 // Of this thread.
 CountedHeap& TheHeap();
+
+#endif  // OSTRANE_TESTS_SUPPORT_COUNTED_HEAP_H_
