@@ -10,12 +10,14 @@ import argparse
 import hashlib
 import json
 import os
+import re
 import shutil
 import subprocess
 import sys
 import time
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+FAULTS = os.path.join(ROOT, "tests", "mutate", "faults.txt")
 WORK = os.path.join(ROOT, "build", "mutate")
 # A tree of the same shape, built in the same way as the tests are: what a compiler cache holds of them serves here.
 TREE = os.path.join(WORK, "tree")
@@ -31,30 +33,62 @@ class Fault:
     def key(self):
         return "\n".join([self.path, self.old, self.new])
 
+    def place(self):
+        return f"faults.txt:{self.line}"
+
 
 def read_faults():
-    faults = []
-    with open(os.path.join(ROOT, "tests", "mutate", "faults.txt"), encoding="utf-8") as lines:
+    """The rows, and what is wrong with how they are written."""
+    faults, wrong, marks = [], [], {"- ": "old", "+ ": "new", "= ": "equivalent"}
+    with open(FAULTS, encoding="utf-8") as lines:
         for number, line in enumerate(lines, 1):
             line = line.rstrip("\n")
             if not line or line.startswith("#"):
                 continue
-            if line[:2] in ("- ", "+ ", "= "):
-                setattr(faults[-1], {"-": "old", "+": "new", "=": "equivalent"}[line[0]], line[2:])
-            else:
-                path, programs = line.split(" : ")
+            part = marks.get(line[:2])
+            path, colon, programs = line.partition(" : ")
+            if part is None and colon and programs.split():
                 faults.append(Fault(path, programs.split(), number))
-    return faults
+            elif part is None:
+                wrong.append(f"faults.txt:{number}: neither FILE : TEST PROGRAMS nor a text after '- ', '+ ' or '= ': {line}")
+            elif not faults or getattr(faults[-1], part):
+                wrong.append(f"faults.txt:{number}: a text without a row of its own: {line}")
+            else:
+                setattr(faults[-1], part, line[2:])
+    return faults, wrong
+
+
+def declared_programs():
+    """Every word of the files that declare test programs."""
+    words = set()
+    for folder, _, files in os.walk(os.path.join(ROOT, "tests")):
+        if "CMakeLists.txt" in files:
+            with open(os.path.join(folder, "CMakeLists.txt"), encoding="utf-8") as text:
+                words.update(re.findall(r"\w+", text.read()))
+    return words
 
 
 def wrong_rows(faults):
-    wrong, seen = [], set()
+    wrong, seen, programs = [], {}, declared_programs()
     for fault in faults:
-        with open(os.path.join(ROOT, fault.path), encoding="utf-8") as text:
-            count = text.read().count(fault.old) if fault.old else 0
-        if count != 1 or not fault.new or fault.new == fault.old or fault.key() in seen:
-            wrong.append(f"faults.txt:{fault.line}: the text stands {count} times in {fault.path}: {fault.old}")
-        seen.add(fault.key())
+        try:
+            with open(os.path.join(ROOT, fault.path), encoding="utf-8") as text:
+                count = text.read().count(fault.old) if fault.old else 0
+        except OSError:
+            wrong.append(f"{fault.place()}: there is no file {fault.path}")
+            continue
+        unknown = [program for program in fault.programs if program not in programs]
+        if unknown:
+            wrong.append(f"{fault.place()}: no test program {' '.join(unknown)} under tests")
+        if not fault.old or not fault.new:
+            wrong.append(f"{fault.place()}: the row lacks its {'+' if fault.old else '-'} line")
+        elif fault.new == fault.old:
+            wrong.append(f"{fault.place()}: the fault changes nothing: {fault.old}")
+        elif count != 1:
+            wrong.append(f"{fault.place()}: the text stands {count} times in {fault.path}, and must once: {fault.old}")
+        elif fault.key() in seen:
+            wrong.append(f"{fault.place()}: the same fault as {seen[fault.key()]}")
+        seen[fault.key()] = fault.place()
     return wrong
 
 
@@ -170,8 +204,8 @@ def main():
     parser.add_argument("--check", action="store_true")
     parser.add_argument("--only", default="")
     arguments = parser.parse_args()
-    faults = read_faults()
-    wrong = wrong_rows(faults)
+    faults, wrong = read_faults()
+    wrong += wrong_rows(faults)
     if wrong:
         sys.exit("\n".join(wrong))
     if arguments.check:
@@ -179,6 +213,8 @@ def main():
         return 0
 
     faults = [fault for fault in faults if arguments.only in fault.path]
+    if not faults:
+        sys.exit(f"no file of faults.txt has '{arguments.only}' in its path")
     states, paths = prepare(faults)
     store = os.path.join(WORK, "results.json")
     results = {}
@@ -186,6 +222,7 @@ def main():
         with open(store, encoding="utf-8") as text:
             results = json.load(text)
     bad = equivalent = killed = 0
+    survivors = []
     for number, fault in enumerate(faults, 1):
         key = fault.key() + str(fault.programs)
         state = [states[program] for program in fault.programs]
@@ -195,8 +232,10 @@ def main():
             outcome, detail = try_fault(fault, paths)
             known = [outcome, detail, round(time.monotonic() - begin), state]
             results[key] = known
-            with open(store, "w", encoding="utf-8") as text:
+            # Whole or not at all, whenever the run is interrupted.
+            with open(store + ".new", "w", encoding="utf-8") as text:
                 json.dump(results, text, indent=1)
+            os.replace(store + ".new", store)
         outcome, detail = known[0], known[1]
         if outcome == "killed":
             killed += 1
@@ -208,13 +247,19 @@ def main():
             outcome = "equivalent"
         else:
             bad += 1
+            survivors += [fault] if outcome == "survived" else []
         print(f"{number:3} {outcome:10} {known[2]:4} s  {fault.path}: {fault.new.strip()}"
               + (f"  ({detail})" if outcome == "killed" else ""), flush=True)
         if outcome == "does not compile":
             print(detail)
+    for fault in survivors:
+        print(f"{fault.place()}: no test of {' '.join(fault.programs)} fails with: {fault.new.strip()}")
     print(f"{len(faults)} faults: {killed} killed, {equivalent} equivalent, {bad} to look at")
     return 1 if bad else 0
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    try:
+        sys.exit(main())
+    except KeyboardInterrupt:
+        sys.exit("interrupted; the next run goes on from here")
