@@ -23,9 +23,16 @@ using namespace model;  // NOLINT: the vocabulary of these tests
 constexpr uint64_t DEFAULT_ROUNDS = 800;
 constexpr size_t STEPS = 40;
 
+// A text that is no number, or none of rounds, would run another seed than the one meant, or nothing.
 uint64_t NumberFromEnvironment(const char* name, uint64_t otherwise) {
     const char* text = std::getenv(name);
-    return text == nullptr ? otherwise : std::strtoull(text, nullptr, 10);
+    if (text == nullptr) {
+        return otherwise;
+    }
+    char* end = nullptr;
+    const uint64_t number = std::strtoull(text, &end, 10);
+    EXPECT_TRUE(*text >= '1' && *text <= '9' && *end == 0) << name << " is no number from 1 on: " << text;
+    return number;
 }
 
 // The seed that is running, for a program that ends in the middle of it.
@@ -125,7 +132,9 @@ void Report(uint64_t seed, const Sequence& sequence) {
         Shrink(sequence, [&](const Sequence& shorter) { return RunSequence(shorter, reference).has_value(); });
     const std::optional<Mismatch> mismatch = RunSequence(shortest, reference);
     ASSERT_TRUE(mismatch.has_value());
-    FAIL() << "seed " << seed << ", shortest sequence:\n" << Describe(shortest, reference) << "\n" << mismatch->detail;
+    FAIL() << "OSTRANE_MODEL_SEED=" << seed << ", shortest sequence:\n"
+           << Describe(shortest, reference) << "\n"
+           << mismatch->detail;
 }
 
 TEST(Model, RandomSequencesLeaveTheRecordAsTheReferenceSays) {

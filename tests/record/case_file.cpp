@@ -14,15 +14,22 @@ struct FileState {
     std::string base;
 };
 
-void AddUnreadable(const std::string& file, const std::string& line, std::vector<StatementCase>& cases) {
+void AddUnreadable(const std::string& file, const std::string& why, std::vector<StatementCase>& cases) {
     StatementCase broken;
     broken.file = file;
     broken.name = "cannot be read";
-    broken.error = file + ": cannot read the line: " + line;
+    broken.error = file + why;
     cases.push_back(broken);
 }
 
-// False when no case, or no file, has this key.
+// False where the case has such a line: the second would hide the first, as behind a `case` that was forgotten.
+bool SetOnce(std::string& member, const std::string& text) {
+    const bool isFirst = member.empty();
+    member = text;
+    return isFirst;
+}
+
+// False when no case, or no file, has this key, or the case has it already.
 bool ReadLine(const std::string& key, const std::string& rest, const std::string& file, FileState& state,
               std::vector<StatementCase>& cases, size_t first) {
     if (key == "schema") {
@@ -58,14 +65,14 @@ bool ReadLine(const std::string& key, const std::string& rest, const std::string
     } else if (key == "before") {
         current.before = state.base + rest;
     } else if (key == "run") {
-        current.run = rest;
+        return SetOnce(current.run, rest);
     } else if (key == "error") {
-        current.error = rest;
+        return SetOnce(current.error, rest);
     } else if (key == "field") {
-        current.field = rest;
+        return SetOnce(current.field, rest);
     } else if (key == "gives") {
         current.gives.push_back(rest);
-    } else if (key == "after") {
+    } else if (key == "after" && !current.hasAfter) {
         current.hasAfter = true;
         current.after = state.base + rest;
     } else {
@@ -107,7 +114,7 @@ void ReadCaseFile(const std::string& path, std::vector<StatementCase>& cases) {
     std::ifstream in(path);
     std::string line;
     std::string key;
-    while (std::getline(in, line)) {
+    for (int number = 1; std::getline(in, line); ++number) {
         if (isMarkdown && line.compare(0, 3, "```") == 0) {
             isInside = line == "```case";
             if (isInside) {
@@ -129,9 +136,14 @@ void ReadCaseFile(const std::string& path, std::vector<StatementCase>& cases) {
             isRead = ReadLine(key, rest, file, state, cases, first);
         }
         if (!isRead) {
-            AddUnreadable(file, line, cases);
+            AddUnreadable(file,
+                          ":" + std::to_string(number) + ": cannot read the line, or the second of its kind: " + line,
+                          cases);
             return;
         }
+    }
+    if (cases.size() == first) {
+        AddUnreadable(file, ": holds no case", cases);
     }
 }
 
