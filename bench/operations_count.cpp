@@ -12,6 +12,7 @@
 
 #include "common/protobuf_field_resolver.h"
 #include "element_expr.h"
+#include "expr/like_pattern.h"
 #include "expr/statement.h"
 #include "player.pb.h"
 #include "record/codec.h"
@@ -201,6 +202,24 @@ void CountStatement(const char* name, const std::string& text) {
         std::string("execute_") + name, [&] { player = before; }, [&] { return bound.Execute(record, result); });
 }
 
+// Every place of the text looks like the part until its end: one tried after the other would compare 2,000 characters
+// at each.
+void CountLongParts() {
+    const std::string text(100000, 'a');
+    const std::string part = std::string(2000, 'a') + "b";
+    const std::string pattern = "%" + part + "%";
+    OstraneCommon::LikePattern like;
+    Count(
+        "like_long_parts", [] {},
+        [&] {
+            const bool isReady = like.Compile(pattern.data(), pattern.size(), false);
+            return isReady && !like.Matches(text.data(), text.size()) ? 0 : 1;
+        });
+    Count(
+        "find_long_parts", [] {},
+        [&] { return OstraneCommon::HasSubstring(text.data(), text.size(), part.data(), part.size()) ? 1 : 0; });
+}
+
 void CountCodec(const char* name, RecordFormat format) {
     const Player player = SamplePlayer();
     std::string bytes;
@@ -224,6 +243,7 @@ int main() {
     CountFilter<Int32>("one_by_one", "coalesce($, 0) < 500");
     CountFilter<SmallMessage>("members", "id < 500");
     CountFilter<SmallMessage>("mixed", "name LIKE '1%' OR id IN (1, 2, 3) AND NOT id BETWEEN 5 AND 7");
+    CountLongParts();
     CountParse("push", "PUSH scores[1] = 7");
     CountParse("where", "POP scores[0..2, 7] WHERE $ > 10 AND $ < 20");
     Count(

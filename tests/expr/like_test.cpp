@@ -1,7 +1,6 @@
-// LIKE against a table that is filled cell by cell, and its time on patterns made to be slow.
+// LIKE against a table that is filled cell by cell, and on patterns made to be slow.
 #include <gtest/gtest.h>
 
-#include <ctime>
 #include <random>
 #include <string>
 #include <vector>
@@ -102,17 +101,16 @@ TEST(Like, EscapesTakeTheNextCharacterAsItIs) {
     EXPECT_TRUE(like.Compile("a\\\\", 3, false));
 }
 
-TEST(Like, TimeIsNoProductOfTheSizes) {
-    const std::string text(1000000, 'a');
+// What it takes is counted, as `like_long_parts` of bench/counts.txt.
+TEST(Like, LongPartsThatNearlyStandEverywhere) {
+    const std::string text(100000, 'a');
     const std::string part(2000, 'a');
-    const std::clock_t begin = std::clock();
     EXPECT_FALSE(Matches(text, "%" + part + "b%"));
     EXPECT_FALSE(Matches(text, "%" + part + "b%" + part + "b%"));
+    EXPECT_TRUE(Matches(text + "b", "%" + part + "%" + part + "b%"));
     EXPECT_FALSE(Matches(text, "%a%a%a%a%a%a%a%a%a%a%a%a%a%a%a%b"));
     EXPECT_FALSE(HasSubstring(text.data(), text.size(), (part + "b").data(), part.size() + 1));
     EXPECT_TRUE(HasSubstring(text.data(), text.size(), part.data(), part.size()));
-    // Trying every place of the text would take thousands of millions of steps.
-    EXPECT_LT(static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC, 3.0);
 }
 
 }  // namespace
