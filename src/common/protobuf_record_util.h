@@ -73,7 +73,7 @@ public:
     // and stays so when refilling fails; a message field that is present is not overwritten by a
     // whole message. A mutable whole message is swapped in. Source and target fields have one type.
     // The target message does not lie inside the source message, nor a whole message inside the one that
-    // it replaces; it may lie inside the member of a oneof that the target displaces.
+    // it replaces; the source may lie inside the member of a oneof that the target displaces.
     int UpdateWithPbField(MutableProtobufField& field, OstraneCommon::ExprType type, OstraneCommon::PbField* src);
 
     // Overwrites the elements idxBegin .. idxEnd, both inclusive, with the first elements of the

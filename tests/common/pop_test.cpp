@@ -3,6 +3,7 @@
 #include "selection_fixture.h"
 #include "support/broken_message.h"
 
+// ClearedCount, which tells what protobuf keeps.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace {
